@@ -1,0 +1,167 @@
+#include "foundation/string/zrbytebuffer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+void ZrByteBufferRep::_extend(uint64_t newLength, bool setLength) {
+    uint64_t headroom = setLength ? newLength / 8 + 16 : 16;
+    uint64_t capacity = (newLength + headroom) & ~uint64_t(15);
+    void* block = std::realloc(m_data, capacity);
+    if (!block)
+        throw std::bad_alloc();
+    m_data = static_cast<unsigned char*>(block);
+    m_capacity = capacity;
+    if (setLength)
+        m_length = newLength;
+}
+
+void ZrByteBufferRep::Release() {
+    if (--m_refCount == 0)
+        delete this;
+}
+
+ZrByteBufferRep::~ZrByteBufferRep() { std::free(m_data); }
+
+void ZrByteBufferRep::Insert(uint64_t position, uint64_t count, const void* bytes) {
+    uint64_t oldLength = m_length;
+    if (oldLength + count >= m_capacity)
+        _extend(oldLength + count, true);
+    else
+        m_length = oldLength + count;
+    if (count == 0)
+        return;
+    std::memmove(m_data + position + count, m_data + position, oldLength - position);
+    std::memcpy(m_data + position, bytes, count);
+}
+
+void ZrByteBufferRep::Remove(uint64_t position, uint64_t count) {
+    if (count == 0)
+        return;
+    std::memmove(m_data + position, m_data + position + count, m_length - position - count);
+    m_length -= count;
+}
+
+ZrByteBuffer::ZrByteBuffer(const void* bytes, uint64_t length) { Append(bytes, length); }
+
+ZrByteBuffer::ZrByteBuffer(const ZrByteBuffer& other) : m_pRep(other.m_pRep) {
+    if (m_pRep)
+        ++m_pRep->m_refCount;
+}
+
+ZrByteBuffer::ZrByteBuffer(ZrByteBuffer&& other) noexcept : m_pRep(std::exchange(other.m_pRep, nullptr)) {}
+
+ZrByteBuffer& ZrByteBuffer::operator=(const ZrByteBuffer& other) {
+    if (other.m_pRep)
+        ++other.m_pRep->m_refCount;
+    if (m_pRep)
+        m_pRep->Release();
+    m_pRep = other.m_pRep;
+    return *this;
+}
+
+ZrByteBuffer& ZrByteBuffer::operator=(ZrByteBuffer&& other) noexcept {
+    if (this != &other) {
+        if (m_pRep)
+            m_pRep->Release();
+        m_pRep = std::exchange(other.m_pRep, nullptr);
+    }
+    return *this;
+}
+
+ZrByteBuffer::~ZrByteBuffer() {
+    if (m_pRep)
+        m_pRep->Release();
+}
+
+void ZrByteBuffer::_Unique() {
+    if (!m_pRep) {
+        m_pRep = new ZrByteBufferRep;
+        return;
+    }
+    if (m_pRep->m_refCount == 1)
+        return;
+    auto* copy = new ZrByteBufferRep;
+    if (m_pRep->m_length) {
+        copy->_extend(m_pRep->m_length, true);
+        std::memcpy(copy->m_data, m_pRep->m_data, m_pRep->m_length);
+    }
+    m_pRep->Release();
+    m_pRep = copy;
+}
+
+unsigned char* ZrByteBuffer::MutableData() {
+    _Unique();
+    return m_pRep->m_data;
+}
+
+void ZrByteBuffer::Append(const void* bytes, uint64_t count) {
+    _Unique();
+    uint64_t length = m_pRep->m_length;
+    if (length + count >= m_pRep->m_capacity)
+        m_pRep->_extend(length + count, true);
+    else
+        m_pRep->m_length = length + count;
+    if (count)
+        std::memcpy(m_pRep->m_data + length, bytes, count);
+}
+
+void ZrByteBuffer::InsertBytes(uint64_t position, const void* bytes, uint64_t count) {
+    _Unique();
+    m_pRep->Insert(position, count, bytes);
+}
+
+void ZrByteBuffer::RemoveBytes(uint64_t position, uint64_t count) {
+    if (count == 0)
+        return;
+    _Unique();
+    m_pRep->Remove(position, count);
+}
+
+void ZrByteBuffer::SetLength(uint64_t length) {
+    uint64_t old = Length();
+    if (length == old)
+        return;
+    _Unique();
+    if (length < old) {
+        m_pRep->m_length = length;
+        return;
+    }
+    if (length >= m_pRep->m_capacity)
+        m_pRep->_extend(length, true);
+    else
+        m_pRep->m_length = length;
+    std::memset(m_pRep->m_data + old, 0, length - old);
+}
+
+void ZrByteBuffer::Clear() {
+    if (m_pRep)
+        m_pRep->Release();
+    m_pRep = nullptr;
+}
+
+void ZrByteBuffer::Wipe() {
+    if (m_pRep && m_pRep->m_data) {
+        volatile unsigned char* p = m_pRep->m_data;
+        for (uint64_t i = 0; i < m_pRep->m_capacity; ++i)
+            p[i] = 0;
+    }
+}
+
+bool ZrByteBuffer::_equal(const ZrByteBuffer& other) const {
+    uint64_t length = Length();
+    return length == 0 || std::memcmp(Data(), other.Data(), length) == 0;
+}
+
+bool ZrByteBuffer::operator==(const ZrByteBuffer& other) const {
+    return Length() == other.Length() && _equal(other);
+}
+
+uint32_t ZrByteBuffer::HashValue() const {
+    uint32_t h = 0;
+    const unsigned char* p = Data();
+    for (uint64_t i = 0, n = Length(); i < n; ++i)
+        h = h * 9 + p[i];
+    return h;
+}

@@ -1,0 +1,13 @@
+// The process-wide message streams and the default server configuration path, created before main
+// runs (in this order: cerr, cout, g_strConfigFile) and destroyed at exit in reverse order.
+#pragma once
+
+#include "foundation/string/zrunistring.h"
+#include "net/zrostream.h"
+
+class ClientWrapper;
+
+extern ZrOFStream cerr;  // standard error, UTF-8
+extern ZrOFStream cout;  // standard output, UTF-8
+extern ZrUniString g_strConfigFile;
+extern ClientWrapper* g_pClientWrapper;

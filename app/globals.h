@@ -7,7 +7,7 @@
 
 class ClientWrapper;
 
-extern ZrOFStream cerr;  // standard error, UTF-8
-extern ZrOFStream cout;  // standard output, UTF-8
+extern ZrOFStream cerr; // standard error, UTF-8
+extern ZrOFStream cout; // standard output, UTF-8
 extern ZrUniString g_strConfigFile;
 extern ClientWrapper* g_pClientWrapper;

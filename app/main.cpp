@@ -1,1 +1,7 @@
-int main() { return 0; }
+#include "app/commandline.h"
+
+int main(int argc, char** argv) {
+    int exitCode = 0;
+    Main(argc, argv, exitCode);
+    return exitCode;
+}

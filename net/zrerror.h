@@ -32,8 +32,8 @@ public:
 
 private:
     int m_error = 0;
-    ZrUniString m_call;   // the failed call's name, e.g. "setsockopt"
-    ZrUniString m_trace;  // its argument trace, e.g. ",SOL_SOCKET(1),SO_SNDBUF(7),(char*)(int 5),"
+    ZrUniString m_call;  // the failed call's name, e.g. "setsockopt"
+    ZrUniString m_trace; // its argument trace, e.g. ",SOL_SOCKET(1),SO_SNDBUF(7),(char*)(int 5),"
 };
 
 // A configuration key whose value could not be used.

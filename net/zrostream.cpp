@@ -13,7 +13,9 @@ ZrOFStream::~ZrOFStream() {
         std::fflush(m_file);
 }
 
-int ZrOFStream::Flush() { return m_file ? std::fflush(m_file) : EOF; }
+int ZrOFStream::Flush() {
+    return m_file ? std::fflush(m_file) : EOF;
+}
 
 void ZrOFStream::WriteString(const ZrUniString& text) {
     if (text.Length() == 0 || !m_file)
@@ -46,12 +48,20 @@ template <typename T> ZrOStream& WriteNumber(ZrOStream& out, const char* format,
     out.WriteString(ZrUniString(text));
     return out;
 }
-}  // namespace
+} // namespace
 
-ZrOStream& operator<<(ZrOStream& out, int value) { return WriteNumber(out, "%d", value); }
-ZrOStream& operator<<(ZrOStream& out, unsigned int value) { return WriteNumber(out, "%u", value); }
-ZrOStream& operator<<(ZrOStream& out, long value) { return WriteNumber(out, "%ld", value); }
-ZrOStream& operator<<(ZrOStream& out, unsigned long value) { return WriteNumber(out, "%lu", value); }
+ZrOStream& operator<<(ZrOStream& out, int value) {
+    return WriteNumber(out, "%d", value);
+}
+ZrOStream& operator<<(ZrOStream& out, unsigned int value) {
+    return WriteNumber(out, "%u", value);
+}
+ZrOStream& operator<<(ZrOStream& out, long value) {
+    return WriteNumber(out, "%ld", value);
+}
+ZrOStream& operator<<(ZrOStream& out, unsigned long value) {
+    return WriteNumber(out, "%lu", value);
+}
 
 ZrOStream& operator<<(ZrOStream& out, const ZrUniString& text) {
     out.WriteString(text);

@@ -4,11 +4,13 @@ namespace zr_codeset {
 
 void AppendEscape(ZrByteBuffer& out, ZrUniChar unit) {
     static const char kHex[] = "0123456789ABCDEF";
-    unsigned char text[6] = {'\\', 'u', static_cast<unsigned char>(kHex[(unit >> 12) & 15]),
+    unsigned char text[6] = {'\\',
+                             'u',
+                             static_cast<unsigned char>(kHex[(unit >> 12) & 15]),
                              static_cast<unsigned char>(kHex[(unit >> 8) & 15]),
                              static_cast<unsigned char>(kHex[(unit >> 4) & 15]),
                              static_cast<unsigned char>(kHex[unit & 15])};
     out.Append(text, sizeof text);
 }
 
-}  // namespace zr_codeset
+} // namespace zr_codeset

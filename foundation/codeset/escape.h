@@ -11,4 +11,4 @@ void AppendEscape(ZrByteBuffer& out, ZrUniChar unit);
 // A byte sequence that does not decode becomes U+FFFD, one per offending byte.
 constexpr ZrUniChar kReplacementChar = 0xFFFD;
 
-}  // namespace zr_codeset
+} // namespace zr_codeset

@@ -78,7 +78,7 @@ void Fail(ZrCodesetInfo* info, uint64_t position) {
     }
 }
 
-}  // namespace
+} // namespace
 
 bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options) {
     static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
@@ -120,7 +120,8 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
     return ok || (options & kZrEncOptionRecoverable);
 }
 
-bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info, unsigned options) {
+bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
+          unsigned options) {
     bool ok = true;
     size_t i = 0;
     // Skip a leading byte order mark.
@@ -188,4 +189,4 @@ bool ValidateFrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info
     return true;
 }
 
-}  // namespace zr_codeset::utf8
+} // namespace zr_codeset::utf8

@@ -22,7 +22,9 @@ void ZrByteBufferRep::Release() {
         delete this;
 }
 
-ZrByteBufferRep::~ZrByteBufferRep() { std::free(m_data); }
+ZrByteBufferRep::~ZrByteBufferRep() {
+    std::free(m_data);
+}
 
 void ZrByteBufferRep::Insert(uint64_t position, uint64_t count, const void* bytes) {
     uint64_t oldLength = m_length;
@@ -43,7 +45,9 @@ void ZrByteBufferRep::Remove(uint64_t position, uint64_t count) {
     m_length -= count;
 }
 
-ZrByteBuffer::ZrByteBuffer(const void* bytes, uint64_t length) { Append(bytes, length); }
+ZrByteBuffer::ZrByteBuffer(const void* bytes, uint64_t length) {
+    Append(bytes, length);
+}
 
 ZrByteBuffer::ZrByteBuffer(const ZrByteBuffer& other) : m_pRep(other.m_pRep) {
     if (m_pRep)

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <new>
 
-ZrCStringRep::~ZrCStringRep() { std::free(m_data); }
+ZrCStringRep::~ZrCStringRep() {
+    std::free(m_data);
+}
 
 void ZrCStringRep::_extend(uint32_t n) {
     uint64_t need = uint64_t(n) + 1;
@@ -39,7 +41,9 @@ ZrCString::ZrCString(const char* text) {
         Append(text, static_cast<uint32_t>(std::strlen(text)));
 }
 
-ZrCString::ZrCString(const char* text, uint32_t length) { Append(text, length); }
+ZrCString::ZrCString(const char* text, uint32_t length) {
+    Append(text, length);
+}
 
 ZrCString::ZrCString(const ZrCString& other) : m_pRep(other.m_pRep) {
     if (m_pRep)

@@ -15,7 +15,8 @@ public:
     void PreAllocate(uint32_t n);
     void Insert(uint32_t position, uint32_t count, const char* bytes);
     void Remove(uint32_t position, uint32_t count);
-    // Grows the block to hold n characters and the terminator, with the same headroom rule as ZrByteBufferRep.
+    // Grows the block to hold n characters and the terminator, with the same headroom rule as
+    // ZrByteBufferRep.
     void _extend(uint32_t n);
 
     uint32_t m_refCount = 1;

@@ -4,11 +4,17 @@
 
 #include "foundation/codeset/zrcodesetconverter.h"
 
-ZrUniString::ZrUniString(const char* utf8) { *this = utf8; }
+ZrUniString::ZrUniString(const char* utf8) {
+    *this = utf8;
+}
 
-ZrUniString::ZrUniString(const ZrUniChar* units, uint32_t count) { Append(units, count); }
+ZrUniString::ZrUniString(const ZrUniChar* units, uint32_t count) {
+    Append(units, count);
+}
 
-ZrUniString::ZrUniString(std::u16string_view units) { Append(units.data(), static_cast<uint32_t>(units.size())); }
+ZrUniString::ZrUniString(std::u16string_view units) {
+    Append(units.data(), static_cast<uint32_t>(units.size()));
+}
 
 ZrUniString& ZrUniString::operator=(const char* utf8) {
     Truncate(0);
@@ -17,7 +23,9 @@ ZrUniString& ZrUniString::operator=(const char* utf8) {
     return *this;
 }
 
-bool ZrUniString::_equal(const ZrUniString& other) const { return ZrByteBuffer::_equal(other); }
+bool ZrUniString::_equal(const ZrUniString& other) const {
+    return ZrByteBuffer::_equal(other);
+}
 
 bool ZrUniString::operator==(const ZrUniString& other) const {
     return Length() == other.Length() && _equal(other);
@@ -76,9 +84,13 @@ void ZrUniString::Pad(uint32_t n, ZrUniChar unit) {
     }
 }
 
-void ZrUniString::Set(uint32_t i, ZrUniChar unit) { MutableUnits()[i] = unit; }
+void ZrUniString::Set(uint32_t i, ZrUniChar unit) {
+    MutableUnits()[i] = unit;
+}
 
-void ZrUniString::Remove(uint32_t start, uint32_t count) { RemoveBytes(uint64_t(start) * 2, uint64_t(count) * 2); }
+void ZrUniString::Remove(uint32_t start, uint32_t count) {
+    RemoveBytes(uint64_t(start) * 2, uint64_t(count) * 2);
+}
 
 void ZrUniString::Insert(uint32_t position, const ZrUniString& text) {
     if (text.Length() == 0)
@@ -278,7 +290,8 @@ ZrByteBuffer ZrUniString::AsEncoding(unsigned encoding, unsigned options) const 
 }
 
 bool ZrUniString::IsValid(const ZrByteBuffer& bytes, unsigned encoding, unsigned options) {
-    return ZrCodesetConverter::GetConverter(encoding).validateFrom(bytes.Data(), bytes.Length(), nullptr, options);
+    return ZrCodesetConverter::GetConverter(encoding).validateFrom(bytes.Data(), bytes.Length(), nullptr,
+                                                                   options);
 }
 
 std::string ZrUniString::AsUtf8() const {

@@ -1,0 +1,111 @@
+#include "foundation/string/zrbytebuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+TEST(ZrByteBufferGrowth, ExtendKeepsAnEighthPlusSixteenInSixteenByteSteps) {
+    struct Row {
+        uint64_t length;
+        bool setLength;
+        uint64_t capacity;
+    } rows[] = {
+        {1, true, 16},      // 1 + 0 + 16 = 17 -> 16
+        {15, true, 32},     // 15 + 1 + 16 = 32
+        {100, true, 128},   // 100 + 12 + 16 = 128
+        {1000, true, 1136}, // 1000 + 125 + 16 = 1141 -> 1136
+        {100, false, 112},  // 100 + 16 = 116 -> 112
+    };
+    for (const Row& row : rows) {
+        ZrByteBufferRep rep;
+        rep._extend(row.length, row.setLength);
+        EXPECT_EQ(rep.m_capacity, row.capacity) << row.length;
+        EXPECT_EQ(rep.m_length, row.setLength ? row.length : 0u);
+    }
+}
+
+TEST(ZrByteBufferGrowth, AppendReallocatesOnlyWhenReachingCapacity) {
+    ZrByteBuffer buffer;
+    unsigned char byte = 7;
+    buffer.Append(&byte, 1); // 0 + 1 >= 0: extend(1) -> capacity 16
+    EXPECT_EQ(buffer.Capacity(), 16u);
+    for (int i = 1; i < 15; ++i)
+        buffer.Append(&byte, 1);
+    EXPECT_EQ(buffer.Length(), 15u);
+    EXPECT_EQ(buffer.Capacity(), 16u);
+    buffer.Append(&byte, 1); // 15 + 1 reaches 16: extend(16) -> 16 + 2 + 16 = 34 -> 32
+    EXPECT_EQ(buffer.Length(), 16u);
+    EXPECT_EQ(buffer.Capacity(), 32u);
+}
+
+TEST(ZrByteBufferSharing, CopiesShareUntilWritten) {
+    ZrByteBuffer a("abc", 3);
+    ZrByteBuffer b(a);
+    EXPECT_EQ(a.ShareCount(), 2u);
+    EXPECT_EQ(a.Data(), b.Data());
+    b.AppendByte('d');
+    EXPECT_EQ(a.ShareCount(), 1u);
+    EXPECT_EQ(b.ShareCount(), 1u);
+    ASSERT_EQ(a.Length(), 3u);
+    EXPECT_EQ(std::memcmp(a.Data(), "abc", 3), 0);
+    EXPECT_EQ(std::memcmp(b.Data(), "abcd", 4), 0);
+}
+
+TEST(ZrByteBufferSharing, SelfAppendAndAssignmentKeepBytes) {
+    ZrByteBuffer a("xy", 2);
+    a = a;
+    a.Append(a);
+    ASSERT_EQ(a.Length(), 4u);
+    EXPECT_EQ(std::memcmp(a.Data(), "xyxy", 4), 0);
+}
+
+TEST(ZrByteBufferSharing, UniqueCreatesEmptyRepresentation) {
+    ZrByteBuffer a;
+    EXPECT_EQ(a.ShareCount(), 0u);
+    a._Unique();
+    EXPECT_EQ(a.ShareCount(), 1u);
+    EXPECT_EQ(a.Length(), 0u);
+}
+
+TEST(ZrByteBufferEdit, InsertRemoveAndSetLength) {
+    ZrByteBuffer a("held", 4);
+    a.InsertBytes(2, "LLO WOR", 7);
+    ASSERT_EQ(a.Length(), 11u);
+    EXPECT_EQ(std::memcmp(a.Data(), "heLLO WORld", 11), 0);
+    a.RemoveBytes(0, 2);
+    EXPECT_EQ(std::memcmp(a.Data(), "LLO WORld", 9), 0);
+    a.SetLength(11);
+    EXPECT_EQ(a[9], 0);
+    EXPECT_EQ(a[10], 0);
+    a.SetLength(3);
+    EXPECT_EQ(a, ZrByteBuffer("LLO", 3));
+}
+
+TEST(ZrByteBufferEdit, WipeZeroesEverySharingHandle) {
+    ZrByteBuffer secret("pa55word", 8);
+    ZrByteBuffer copy(secret);
+    secret.Wipe();
+    for (uint64_t i = 0; i < copy.Length(); ++i)
+        EXPECT_EQ(copy[i], 0);
+}
+
+TEST(ZrByteBufferHash, NineTimesPlusByte) {
+    EXPECT_EQ(ZrByteBuffer().HashValue(), 0u);
+    EXPECT_EQ(ZrByteBuffer("\x01\x02", 2).HashValue(), 11u);
+    // Wraps modulo 2^32: 0xFF repeated overflows after a few rounds.
+    uint32_t h = 0;
+    std::string bytes(40, '\xff');
+    for (unsigned char c : bytes)
+        h = h * 9 + c;
+    EXPECT_EQ(ZrByteBuffer(bytes.data(), bytes.size()).HashValue(), h);
+}
+
+TEST(ZrByteBufferCompare, LengthAndBytes) {
+    EXPECT_EQ(ZrByteBuffer(), ZrByteBuffer("", 0));
+    EXPECT_NE(ZrByteBuffer("ab", 2), ZrByteBuffer("abc", 3));
+    EXPECT_NE(ZrByteBuffer("abd", 3), ZrByteBuffer("abc", 3));
+}
+
+} // namespace

@@ -1,0 +1,33 @@
+// File-system access for the agent: whole-file reads, entry status and symbolic links. Paths are
+// ZrUniStrings converted to the file-system codeset (ZrSysEncoding::filesystem) on the way to the
+// system. Nothing here throws; every operation reports failure as false.
+#pragma once
+
+#include <sys/types.h>
+
+#include "foundation/string/zrunistring.h"
+
+class ZrFile {
+public:
+    // Reads the whole file into `out` (replacing its contents).
+    static bool ReadFile(const ZrUniString& path, ZrByteBuffer& out);
+    // stat() of the path (links followed): its mode bits.
+    static bool Mode(const ZrUniString& path, mode_t& mode);
+    // lstat() succeeds: a dangling link counts as existing.
+    static bool Exists(const ZrUniString& path);
+    static bool IsSymlink(const ZrUniString& path);
+    // readlink() into a zero-filled 4096-byte buffer; the text read becomes `target`.
+    static bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
+    static bool Symlink(const ZrUniString& target, const ZrUniString& path);
+    static bool Unlink(const ZrUniString& path);
+
+    // The path as a zero-terminated byte string in the file-system codeset.
+    static ZrByteBuffer SystemPath(const ZrUniString& path);
+};
+
+// The process environment, read in the file-system codeset.
+class ZrEnvironment {
+public:
+    // False when the variable is not set (an empty value is set).
+    static bool Get(const ZrUniString& name, ZrUniString& value);
+};

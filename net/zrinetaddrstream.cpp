@@ -1,0 +1,6 @@
+#include "net/zrinetaddrstream.h"
+
+ZrOStream& operator<<(ZrOStream& out, const ZrInetAddr& address) {
+    out.WriteString(address.AsString(true));
+    return out;
+}

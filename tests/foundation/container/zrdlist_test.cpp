@@ -1,0 +1,120 @@
+#include "foundation/container/zrdlist.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "foundation/string/zrunistring.h"
+
+namespace {
+
+std::vector<int> Contents(const ZrDList<int>& list) {
+    std::vector<int> out;
+    for (int v : list)
+        out.push_back(v);
+    return out;
+}
+
+TEST(ZrDList, StartsWithStepCapacityAndBitmapOfTen) {
+    ZrDList<int> list;
+    EXPECT_EQ(list.Step(), 10u);
+    EXPECT_EQ(list.Capacity(), 10u);
+    EXPECT_EQ(list.BitmapWords(), 10u);
+    EXPECT_EQ(list.Count(), 0u);
+    EXPECT_EQ(list.EndIndex(), 0u);
+    EXPECT_TRUE(Contents(list).empty());
+}
+
+TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
+    struct Row {
+        uint32_t step, appends, capacity, bitmapWords;
+    };
+    const Row rows[] = {
+        {10, 10, 10, 10},   // exactly full: no growth yet
+        {10, 11, 20, 10},   // index 10 lands in (10/10+1)*10
+        {7, 8, 14, 10},     // non-default step
+        {10, 320, 320, 10}, // bits 0..319 fit in ten words
+        {10, 321, 330, 14}, // bit 320 needs word 10: (320+32)/32+3 words
+        {1, 5, 5, 10},      // step 1 grows one slot at a time
+    };
+    for (const Row& row : rows) {
+        ZrDList<int> list(row.step);
+        for (uint32_t i = 0; i < row.appends; ++i)
+            EXPECT_EQ(list.InsertNonConst(int(i)), i);
+        EXPECT_EQ(list.Capacity(), row.capacity) << "step " << row.step << " appends " << row.appends;
+        EXPECT_EQ(list.BitmapWords(), row.bitmapWords) << "step " << row.step << " appends " << row.appends;
+        EXPECT_EQ(list.Count(), row.appends);
+        EXPECT_EQ(list.EndIndex(), row.appends);
+        for (uint32_t i = 0; i < row.appends; ++i)
+            ASSERT_EQ(list[i], int(i));
+    }
+}
+
+TEST(ZrDList, RemovedSlotsStayHolesAndAreSkipped) {
+    ZrDList<int> list;
+    for (int v : {1, 2, 3})
+        list.InsertNonConst(v);
+    EXPECT_TRUE(list.RemoveAt(1));
+    EXPECT_FALSE(list.RemoveAt(1));
+    EXPECT_FALSE(list.RemoveAt(7));
+    EXPECT_EQ(list.InsertNonConst(4), 3u); // the hole at 1 is not reused
+    EXPECT_EQ(list.Count(), 3u);
+    EXPECT_EQ(list.EndIndex(), 4u);
+    EXPECT_FALSE(list.IsDense());
+    EXPECT_EQ(Contents(list), (std::vector<int>{1, 3, 4}));
+    EXPECT_EQ(list.Find(3), 2u);
+    EXPECT_EQ(list.Find(2), 0xFFFFFFFFu);
+}
+
+TEST(ZrDList, FlushEmptiesAndRaisesChangeCounter) {
+    ZrDList<int> list(3);
+    for (int i = 0; i < 40; ++i)
+        list.InsertNonConst(i);
+    uint32_t before = list.ChangeCounter();
+    list.Flush();
+    EXPECT_EQ(list.ChangeCounter(), before + 1);
+    EXPECT_EQ(list.Count(), 0u);
+    EXPECT_EQ(list.EndIndex(), 0u);
+    EXPECT_EQ(list.Capacity(), 3u);
+    EXPECT_EQ(list.BitmapWords(), 10u);
+    EXPECT_EQ(list.InsertNonConst(9), 0u);
+    EXPECT_EQ(Contents(list), (std::vector<int>{9}));
+}
+
+TEST(ZrDList, IteratorStopsWhenListIsEmptiedUnderIt) {
+    ZrDList<int> list;
+    for (int v : {5, 6, 7})
+        list.InsertNonConst(v);
+    ZrDListIterator<int> it(list);
+    ASSERT_NE(it.Next(), nullptr);
+    list.Flush();
+    list.InsertNonConst(8);
+    EXPECT_EQ(it.Next(), nullptr);
+
+    ZrDListIterator<int> fresh(list);
+    int* first = fresh.Next();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(*first, 8);
+    EXPECT_EQ(fresh.Next(), nullptr);
+}
+
+TEST(ZrDList, CopiesAreIndependentAndKeepHoles) {
+    ZrDList<ZrUniString> list;
+    list.Insert(ZrUniString("a"));
+    list.Insert(ZrUniString("b"));
+    list.RemoveAt(0);
+    ZrDList<ZrUniString> copy(list);
+    copy.Insert(ZrUniString("c"));
+    EXPECT_EQ(list.Count(), 1u);
+    EXPECT_EQ(copy.Count(), 2u);
+    EXPECT_EQ(copy.EndIndex(), 3u);
+    EXPECT_FALSE(copy.IsOccupied(0));
+    EXPECT_TRUE(copy[1] == "b");
+
+    ZrDList<ZrUniString> moved(std::move(copy));
+    EXPECT_EQ(moved.Count(), 2u);
+    EXPECT_EQ(copy.Count(), 0u);
+    EXPECT_EQ(copy.Capacity(), 10u);
+}
+
+} // namespace

@@ -1,0 +1,235 @@
+#include "common/x11/xkpdev.h"
+
+#include <X11/Xlibint.h>
+#include <X11/extensions/Xext.h>
+extern "C" {
+// Declared without C linkage in its header.
+#include <X11/extensions/extutil.h>
+}
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using common::x11::XKPDevEvent;
+
+enum : CARD8 {
+    kQueryVersion = 0,
+    kGetRequest = 1,
+    kPutConfirm = 2,
+};
+
+// Request and reply layouts; every field sits at its natural wire offset.
+struct QueryVersionReq {
+    CARD8 reqType;
+    CARD8 minor;
+    CARD16 length;
+};
+
+struct QueryVersionReply {
+    BYTE type;
+    BYTE pad1;
+    CARD16 sequenceNumber;
+    CARD32 length;
+    CARD16 majorVersion;
+    CARD16 minorVersion;
+    CARD32 pad2[5];
+};
+
+struct GetRequestReq {
+    CARD8 reqType;
+    CARD8 minor;
+    CARD16 length;
+    CARD16 unused;
+    CARD16 requestId;
+};
+
+struct GetRequestReply {
+    BYTE type;
+    BYTE pad1;
+    CARD16 sequenceNumber;
+    CARD32 length;
+    CARD32 messageLength;
+    CARD32 pad2[5];
+};
+
+struct PutConfirmReq {
+    CARD8 reqType;
+    CARD8 minor;
+    CARD16 length;
+};
+
+static_assert(sizeof(QueryVersionReply) == 32 && sizeof(GetRequestReply) == 32);
+static_assert(sizeof(GetRequestReq) == 8 && sizeof(PutConfirmReq) == 4);
+
+// Matches the 32-byte wire event; bytes 9..31 hold the inline message.
+struct WireEvent {
+    CARD8 type;
+    CARD8 pad1;
+    CARD16 sequenceNumber;
+    CARD8 kind;
+    CARD8 pad2;
+    CARD16 requestId;
+    CARD8 inlineLength;
+    CARD8 data[23];
+};
+static_assert(sizeof(WireEvent) == sizeof(xEvent));
+static_assert(sizeof(XKPDevEvent) <= sizeof(XEvent));
+
+XExtensionInfo* g_extensionInfo = nullptr;
+
+Bool WireToEvent(Display* dpy, XEvent* re, xEvent* event) {
+    // The wire event is at least 32 bytes; reading through a byte pointer keeps
+    // the copy below defined even though it runs one byte into the event's tail.
+    const unsigned char* wire = reinterpret_cast<const unsigned char*>(event);
+    XKPDevEvent* out = reinterpret_cast<XKPDevEvent*>(re);
+    out->type = wire[0] & 0x7F;
+    out->serial = _XSetLastRequestRead(dpy, reinterpret_cast<xGenericReply*>(event));
+    out->send_event = (wire[0] & 0x80) != 0;
+    out->display = dpy;
+    out->kind = wire[4];
+    out->requestId = reinterpret_cast<const WireEvent*>(event)->requestId;
+    out->inlineLength = wire[8];
+    // 24 bytes from offset 9 reach one byte past the wire event; the inline length
+    // bounds the message, so that byte never counts. Copy what exists and zero it.
+    std::memcpy(out->data, wire + 9, sizeof(xEvent) - 9);
+    out->data[sizeof(out->data) - 1] = 0;
+    return True;
+}
+
+Status EventToWire(Display*, XEvent*, xEvent*) {
+    return 0;
+}
+
+int CloseDisplay(Display* dpy, XExtCodes*) {
+    return XextRemoveDisplay(g_extensionInfo, dpy);
+}
+
+XExtensionHooks g_hooks = {
+    nullptr,      // create_gc
+    nullptr,      // copy_gc
+    nullptr,      // flush_gc
+    nullptr,      // free_gc
+    nullptr,      // create_font
+    nullptr,      // free_font
+    CloseDisplay, // close_display
+    WireToEvent,  // wire_to_event
+    EventToWire,  // event_to_wire
+    nullptr,      // error
+    nullptr,      // error_string
+};
+
+char g_extensionName[] = "XKPDEV";
+
+XExtDisplayInfo* FindDisplay(Display* dpy) {
+    if (!g_extensionInfo) {
+        g_extensionInfo = XextCreateExtension();
+        if (!g_extensionInfo)
+            return nullptr;
+    }
+    XExtDisplayInfo* info = XextFindDisplay(g_extensionInfo, dpy);
+    if (!info)
+        info = XextAddDisplay(g_extensionInfo, dpy, g_extensionName, &g_hooks, 1, nullptr);
+    return info;
+}
+
+} // namespace
+
+extern "C" {
+
+int XXKPDevRegisterDisplay(_XDisplay* dpy) {
+    return XextHasExtension(FindDisplay(dpy)) ? 1 : 0;
+}
+
+int XXKPDevQueryVersion(_XDisplay* dpy, int* major, int* minor) {
+    XExtDisplayInfo* info = FindDisplay(dpy);
+    XextCheckExtension(dpy, info, g_extensionName, 0);
+
+    LockDisplay(dpy);
+    auto* req =
+        static_cast<QueryVersionReq*>(_XGetRequest(dpy, info->codes->major_opcode, sizeof(QueryVersionReq)));
+    req->minor = kQueryVersion;
+    QueryVersionReply rep;
+    const Status ok = _XReply(dpy, reinterpret_cast<xReply*>(&rep), 0, xTrue);
+    UnlockDisplay(dpy);
+    SyncHandle();
+    if (!ok)
+        return 0;
+    *major = rep.majorVersion;
+    *minor = rep.minorVersion;
+    return 1;
+}
+
+int XXKPDevGetRequest(_XDisplay* dpy, unsigned char** data, unsigned int* length, unsigned short requestId) {
+    XExtDisplayInfo* info = FindDisplay(dpy);
+    XextCheckExtension(dpy, info, g_extensionName, 0);
+
+    LockDisplay(dpy);
+    auto* req =
+        static_cast<GetRequestReq*>(_XGetRequest(dpy, info->codes->major_opcode, sizeof(GetRequestReq)));
+    req->minor = kGetRequest;
+    req->unused = 0;
+    req->requestId = requestId;
+    GetRequestReply rep;
+    if (!_XReply(dpy, reinterpret_cast<xReply*>(&rep), 0, xFalse)) {
+        UnlockDisplay(dpy);
+        SyncHandle();
+        return 0;
+    }
+    int result = 1;
+    if (rep.length != 0) {
+        const unsigned long bytes = static_cast<unsigned long>(rep.length) * 4;
+        unsigned char* block = bytes <= INT_MAX ? static_cast<unsigned char*>(std::malloc(bytes)) : nullptr;
+        if (block) {
+            _XRead(dpy, reinterpret_cast<char*>(block), static_cast<long>(bytes));
+            *data = block;
+            // A server that claims more than it sent must not make the caller read
+            // past the block.
+            *length = rep.messageLength <= bytes ? rep.messageLength : static_cast<unsigned int>(bytes);
+        } else {
+            _XEatDataWords(dpy, rep.length);
+            result = 0;
+        }
+    }
+    UnlockDisplay(dpy);
+    SyncHandle();
+    XFlush(dpy);
+    return result;
+}
+
+int XXKPDevPutConfirm(_XDisplay* dpy, const unsigned char* data, unsigned int length) {
+    XExtDisplayInfo* info = FindDisplay(dpy);
+    XextCheckExtension(dpy, info, g_extensionName, 0);
+
+    LockDisplay(dpy);
+    auto* req =
+        static_cast<PutConfirmReq*>(_XGetRequest(dpy, info->codes->major_opcode, sizeof(PutConfirmReq)));
+    req->minor = kPutConfirm;
+    const unsigned long words = 1 + (static_cast<unsigned long>(length) + 3) / 4;
+    if (words < 65536) {
+        req->length = static_cast<CARD16>(words);
+    } else if (dpy->bigreq_size) {
+        // Extended length: the 16-bit field becomes 0 and a 32-bit count follows,
+        // itself one more word of the request.
+        req->length = 0;
+        long extended = static_cast<long>(words + 1);
+        _XData32(dpy, &extended, 4);
+    }
+    // Without big requests the length stays 1 and the bytes still go out; the
+    // server then sees a malformed stream, which is the caller's problem.
+    const unsigned long padded = (static_cast<unsigned long>(length) + 3) & ~3UL;
+    if (dpy->bufptr + padded <= dpy->bufmax) {
+        std::memcpy(dpy->bufptr, data, length);
+        std::memset(dpy->bufptr + length, 0, padded - length);
+        dpy->bufptr += padded;
+    } else {
+        _XSend(dpy, reinterpret_cast<const char*>(data), static_cast<long>(length));
+    }
+    UnlockDisplay(dpy);
+    SyncHandle();
+    XFlush(dpy);
+    return 1;
+}
+}

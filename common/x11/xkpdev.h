@@ -1,0 +1,55 @@
+// Client side of the XKPDEV X extension: three raw requests and the event that
+// Xlib's queue holds for the extension's first event code. Free functions over a
+// borrowed display; a missing extension is reported through XMissingExtension and
+// a return of 0. Declared without Xlib headers so that callers stay free of its macros.
+#pragma once
+
+struct _XDisplay;
+
+namespace common::x11 {
+
+// Event kinds carried in byte 4 of the extension's wire event.
+enum XKPDevEventKind : unsigned char {
+    kXKPDevInline = 0,  // the message travels in the event itself
+    kXKPDevPending = 1, // the message waits on the server under the event's request id
+};
+
+// The converted extension event. Its head mirrors Xlib's XAnyEvent (type, serial,
+// send_event, display) so that Xlib code reading a generic event stays in bounds.
+struct XKPDevEvent {
+    int type;
+    unsigned long serial;
+    int send_event;
+    _XDisplay* display;
+    unsigned char kind;
+    int requestId;
+    int inlineLength;
+    unsigned char data[24];
+};
+
+// Message bytes an inline event can carry (bytes 9..31 of the wire event).
+constexpr int kXKPDevInlineCapacity = 23;
+
+const char* const kXKPDevExtensionName = "XKPDEV";
+
+} // namespace common::x11
+
+extern "C" {
+
+// Minor opcode 0. Stores the server's version; returns 0 when the extension is
+// missing or the reply failed.
+int XXKPDevQueryVersion(_XDisplay* display, int* major, int* minor);
+
+// Minor opcode 1. Fetches the message the server keeps under requestId. On
+// success returns 1; *data is a malloc'ed block the caller frees with XFree (none
+// when the server had nothing), *length the message length in bytes.
+int XXKPDevGetRequest(_XDisplay* display, unsigned char** data, unsigned int* length,
+                      unsigned short requestId);
+
+// Minor opcode 2. Sends one message; returns 1 (0 only when the extension is missing).
+int XXKPDevPutConfirm(_XDisplay* display, const unsigned char* data, unsigned int length);
+
+// Makes sure the extension's per-display record (and so its event conversion)
+// exists on this display; returns 1 when the extension is present.
+int XXKPDevRegisterDisplay(_XDisplay* display);
+}

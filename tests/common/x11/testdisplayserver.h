@@ -1,0 +1,214 @@
+// Test peer: runs tools/xtestserver as a child process on a free display number
+// and drives it over its control socket. Header-only so that the X11 and DMP test
+// binaries share it. Failures to start or to talk fail the current test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace kptest {
+
+// Aborts the process when a test outlives its budget, so a lost event fails fast.
+class Watchdog {
+public:
+    explicit Watchdog(int seconds, const char* what = "test")
+        : m_thread([this, seconds, what] {
+              std::unique_lock<std::mutex> lock(m_mutex);
+              if (!m_done.wait_for(lock, std::chrono::seconds(seconds), [this] { return m_stop; })) {
+                  std::fprintf(stderr, "watchdog: %s did not finish within %d s\n", what, seconds);
+                  std::_Exit(99);
+              }
+          }) {}
+    ~Watchdog() {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_stop = true;
+        }
+        m_done.notify_all();
+        m_thread.join();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_done;
+    bool m_stop = false;
+    std::thread m_thread;
+};
+
+class TestDisplayServer {
+public:
+    // extraArgs go to the server's command line, e.g. {"--no-xkpdev"}.
+    explicit TestDisplayServer(std::vector<std::string> extraArgs = {}) {
+        int out[2];
+        if (pipe(out) != 0)
+            return;
+        static int counter = 0;
+        m_control = "/tmp/kp-xts-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".sock";
+        std::vector<std::string> args = {"python3",
+                                         std::string(KP_SOURCE_DIR) + "/tools/xtestserver/xtestserver.py",
+                                         "--watch-parent",
+                                         "--lifetime",
+                                         "300",
+                                         "--control",
+                                         m_control};
+        args.insert(args.end(), extraArgs.begin(), extraArgs.end());
+        m_pid = fork();
+        if (m_pid == 0) {
+            dup2(out[1], 1);
+            close(out[0]);
+            close(out[1]);
+            std::vector<char*> argv;
+            for (auto& a : args)
+                argv.push_back(a.data());
+            argv.push_back(nullptr);
+            execvp("python3", argv.data());
+            _exit(127);
+        }
+        close(out[1]);
+        std::string line;
+        char c;
+        while (read(out[0], &c, 1) == 1 && c != '\n')
+            line += c;
+        close(out[0]);
+        // "READY :<n> <control path>"
+        const auto colon = line.find(':');
+        const auto space = line.find(' ', colon);
+        if (line.rfind("READY ", 0) != 0 || colon == std::string::npos || space == std::string::npos) {
+            ADD_FAILURE() << "test display server did not start: " << line;
+            return;
+        }
+        m_display = line.substr(colon, space - colon);
+        m_fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        std::strncpy(addr.sun_path, m_control.c_str(), sizeof(addr.sun_path) - 1);
+        if (connect(m_fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+            ADD_FAILURE() << "cannot connect to " << m_control;
+            close(m_fd);
+            m_fd = -1;
+        }
+    }
+
+    ~TestDisplayServer() {
+        if (m_fd >= 0) {
+            Call("shutdown");
+            close(m_fd);
+        }
+        if (m_pid > 0) {
+            for (int i = 0; i < 200; ++i) {
+                if (waitpid(m_pid, nullptr, WNOHANG) == m_pid)
+                    return;
+                usleep(10000);
+            }
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
+    }
+
+    TestDisplayServer(const TestDisplayServer&) = delete;
+    TestDisplayServer& operator=(const TestDisplayServer&) = delete;
+
+    bool Ok() const { return m_fd >= 0; }
+    const std::string& Display() const { return m_display; }
+
+    // Sends {"cmd": cmd, ...args} (args: a JSON object text) and returns the reply.
+    rapidjson::Document Call(const std::string& cmd, const std::string& args = "{}") {
+        rapidjson::Document request;
+        request.Parse(args.c_str());
+        if (!request.IsObject()) {
+            ADD_FAILURE() << "bad control arguments: " << args;
+            request.SetObject();
+        }
+        request.AddMember("cmd", rapidjson::Value(cmd.c_str(), request.GetAllocator()),
+                          request.GetAllocator());
+        rapidjson::StringBuffer text;
+        rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+        request.Accept(writer);
+        std::string line = std::string(text.GetString(), text.GetSize()) + "\n";
+        rapidjson::Document reply;
+        if (m_fd < 0 || !WriteAll(line) || !ReadLine(line)) {
+            ADD_FAILURE() << "control socket failed for " << cmd;
+            reply.SetObject();
+            return reply;
+        }
+        reply.Parse(line.c_str());
+        if (!reply.IsObject() || !reply.HasMember("ok")) {
+            ADD_FAILURE() << "bad control reply: " << line;
+            reply.SetObject();
+        }
+        return reply;
+    }
+
+    // Like Call, but fails the test unless the reply says "ok".
+    rapidjson::Document Must(const std::string& cmd, const std::string& args = "{}") {
+        rapidjson::Document reply = Call(cmd, args);
+        if (!reply.HasMember("ok") || !reply["ok"].GetBool())
+            ADD_FAILURE() << cmd << " " << args << " -> "
+                          << (reply.HasMember("error") ? reply["error"].GetString() : "no reply");
+        return reply;
+    }
+
+private:
+    bool WriteAll(const std::string& data) {
+        size_t done = 0;
+        while (done < data.size()) {
+            const ssize_t n = write(m_fd, data.data() + done, data.size() - done);
+            if (n <= 0)
+                return false;
+            done += static_cast<size_t>(n);
+        }
+        return true;
+    }
+
+    bool ReadLine(std::string& line) {
+        line.clear();
+        for (;;) {
+            const auto nl = m_pending.find('\n');
+            if (nl != std::string::npos) {
+                line = m_pending.substr(0, nl);
+                m_pending.erase(0, nl + 1);
+                return true;
+            }
+            char chunk[65536];
+            const ssize_t n = read(m_fd, chunk, sizeof(chunk));
+            if (n <= 0)
+                return false;
+            m_pending.append(chunk, static_cast<size_t>(n));
+        }
+    }
+
+    pid_t m_pid = -1;
+    int m_fd = -1;
+    std::string m_control;
+    std::string m_display;
+    std::string m_pending;
+};
+
+inline std::string Hex(const unsigned char* data, size_t length) {
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (size_t i = 0; i < length; ++i) {
+        out += digits[data[i] >> 4];
+        out += digits[data[i] & 15];
+    }
+    return out;
+}
+
+} // namespace kptest

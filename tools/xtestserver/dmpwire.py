@@ -1,9 +1,8 @@
-""
-    "Builders and parsers for the device-mapping messages carried inside XKPDEV.
+"""Builders and parsers for the device-mapping messages carried inside XKPDEV.
 
-    Written independently of the C++ message library so that tests compare two separate implementations of the
-        same byte layout.Every integer is little -
-    endian; texts are a length prefix followed by exactly that many bytes.
+Written independently of the C++ message library so that tests compare two
+separate implementations of the same byte layout. Every integer is
+little-endian; texts are a length prefix followed by exactly that many bytes.
 """
 
 import struct
@@ -105,18 +104,19 @@ def parse_message(data, first):
     """Decodes one message the agent sent. `data` may carry trailing padding."""
     if first:
         try:
-            info, used
-    = parse_init_indication(data) info["hex"] = data[:used].hex() return info except ValueError as exc
-        : return {
-        "type" : "malformed", "error" : str(exc), "hex" : data.hex()
-    }
-if len (data)
-< 5 : return {"type" : "malformed", "error" : "short header", "hex" : data.hex()} code,
-    total = struct.unpack_from("<BI", data, 0) body =
-        data[:total] if 5 <= total <= len(data) else data info = {
-    "type_code" : code,
-    "length" : total,
-    "hex" : body.hex()
-} names = {ADD_DEVICE_CONF : "add_device_conf", REMOVE_DEVICE_CONF : "remove_device_conf"} info["type"] =
-                         names.get(code, "unknown") if code in names and len(data) >= 10 : info["device_id"] =
-                             struct.unpack_from("<I", data, 5)[0] info["status"] = data[9] return info
+            info, used = parse_init_indication(data)
+            info["hex"] = data[:used].hex()
+            return info
+        except ValueError as exc:
+            return {"type": "malformed", "error": str(exc), "hex": data.hex()}
+    if len(data) < 5:
+        return {"type": "malformed", "error": "short header", "hex": data.hex()}
+    code, total = struct.unpack_from("<BI", data, 0)
+    body = data[:total] if 5 <= total <= len(data) else data
+    info = {"type_code": code, "length": total, "hex": body.hex()}
+    names = {ADD_DEVICE_CONF: "add_device_conf", REMOVE_DEVICE_CONF: "remove_device_conf"}
+    info["type"] = names.get(code, "unknown")
+    if code in names and len(data) >= 10:
+        info["device_id"] = struct.unpack_from("<I", data, 5)[0]
+        info["status"] = data[9]
+    return info

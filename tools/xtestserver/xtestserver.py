@@ -1,4 +1,4 @@
-#!/ usr / bin / env python3
+#!/usr/bin/env python3
 """A small X11 display server for tests and demos of the drive-mapping agent.
 
 It answers the core requests that libX11 sends while opening a display and that
@@ -27,7 +27,7 @@ import time
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import dmpwire  # noqa: E402
 
-#Core request opcodes this server knows.
+# Core request opcodes this server knows.
 CORE_NAMES = {
     1: "CreateWindow", 2: "ChangeWindowAttributes", 4: "DestroyWindow", 16: "InternAtom",
     18: "ChangeProperty", 20: "GetProperty", 25: "SendEvent", 43: "GetInputFocus",
@@ -35,8 +35,8 @@ CORE_NAMES = {
     101: "GetKeyboardMapping", 102: "ChangeKeyboardControl", 103: "GetKeyboardControl",
     119: "GetModifierMapping", 127: "NoOperation",
 }
-#Requests without a reply that are accepted silently(Xlib sends some of them
-#unasked, e.g.the default GC of every screen).
+# Requests without a reply that are accepted silently (Xlib sends some of them
+# unasked, e.g. the default GC of every screen).
 SILENT = {1, 2, 4, 18, 25, 55, 56, 60, 102, 127}
 
 MIN_KEYCODE = 8
@@ -89,8 +89,7 @@ class XClient(asyncio.Protocol):
         self.init_seen = asyncio.Event()
         self.changed = asyncio.Event()
 
-#-- -                                                                                                        \
-    connection -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -
+    # --- connection -------------------------------------------------------------------------
     def connection_made(self, transport):
         self.transport = transport
         self.server.clients[self.id] = self
@@ -161,8 +160,7 @@ class XClient(asyncio.Protocol):
         body += vendor + b"\0" * pad4(len(vendor)) + formats + screen
         return struct.pack(o + "BxHHH", 1, 11, 0, len(body) // 4) + body
 
-#-- -                                                                                                        \
-    requests -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -
+    # --- requests -----------------------------------------------------------------------------
     def _reply(self, byte1, extra_words, body):
         """A reply: `body` holds bytes 8..31 and any data after the first 32 bytes."""
         head = struct.pack(self.order + "BBHI", 1, byte1, self.seq & 0xFFFF, extra_words)
@@ -179,13 +177,8 @@ class XClient(asyncio.Protocol):
         o = self.order
         major, minor = req[0], req[1]
         srv = self.server
-        entry = {
-    "client" : self.id, "dir" : "request",
-                                "seq" : self.seq,
-                                "major" : major,
-                                          "minor" : minor,
-                                                    "length" : length,
-                                                               "extended" : header == 8}
+        entry = {"client": self.id, "dir": "request", "seq": self.seq, "major": major,
+                 "minor": minor, "length": length, "extended": header == 8}
         if major == srv.xkpdev_major and srv.xkpdev:
             entry["name"] = "XKPDEV." + {0: "QueryVersion", 1: "GetRequest", 2: "PutConfirm"}.get(
                 minor, "Unknown")
@@ -282,8 +275,7 @@ class XClient(asyncio.Protocol):
         else:
             self._error(BAD_REQUEST, req[0], minor)
 
-#-- -                                                                                                        \
-    events -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -
+    # --- events -------------------------------------------------------------------------------
     def event(self, kind, request_id=0, data=b"", inline_length=None, code_offset=0, send_event=False):
         code = (self.server.first_event + code_offset) & 0x7F
         if send_event:
@@ -350,8 +342,7 @@ class Server:
         self._next_request_id = self._next_request_id % 0xFFFF + 1
         return self._next_request_id
 
-#-- -                                                                                                        \
-    listening -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- --
+    # --- listening ----------------------------------------------------------------------------
     def claim_display(self):
         os.makedirs("/tmp/.X11-unix", exist_ok=True)
         try:
@@ -417,8 +408,7 @@ class Server:
                 c.transport.close()
         self.cleanup()
 
-#-- -                                                                                                        \
-    control -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- --
+    # --- control ------------------------------------------------------------------------------
     async def control_session(self, reader, writer):
         try:
             await self._control_lines(reader, writer)

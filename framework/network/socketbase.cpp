@@ -1,0 +1,27 @@
+#include "framework/network/socketbase.h"
+
+namespace network {
+
+SocketBase::SocketBase(int32_t fd) {
+    const KivStatus status = _KivPosixSocketInitWithFd(&m_socket, fd);
+    if (status != KIV_OK)
+        throw Exception(status);
+}
+
+SocketBase::~SocketBase() {
+    KivSocketTerminate(&m_socket);
+}
+
+void SocketBase::SetBlocking(bool blocking) {
+    const KivStatus status = KivSocketSetBlocking(&m_socket, blocking);
+    if (status != KIV_OK)
+        throw Exception(status);
+}
+
+void SocketBase::SetReuseAddr(bool reuse) {
+    const KivStatus status = KivSocketSetReuseAddr(&m_socket, reuse);
+    if (status != KIV_OK)
+        throw Exception(status);
+}
+
+} // namespace network

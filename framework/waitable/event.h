@@ -1,0 +1,41 @@
+// Waitable events that own their runtime event: waitable::FastEvent (a flag, seen only when the wait
+// set is polled) and waitable::SafeEvent (a self-pipe that wakes a blocked wait). SafeEvent's
+// constructor and Set/Unset throw exception::RCException with the runtime status on failure.
+#pragma once
+
+#include "framework/kiv/kivwait.h"
+#include "framework/waitable/iwaitable.h"
+
+namespace waitable {
+
+class FastEvent : public IWaitable {
+public:
+    FastEvent() { KivFastEventInit(&m_event); }
+    FastEvent(const FastEvent&) = delete;
+    FastEvent& operator=(const FastEvent&) = delete;
+
+    void Set() { KivEventSet(&m_event); }
+    void Unset() { KivEventUnset(&m_event); }
+    bool IsSet() const { return KivFastEventIsSet(&m_event) != 0; }
+    _KivPosixWait* GetWaitObject() override { return &m_event; }
+
+private:
+    KivFastEvent m_event;
+};
+
+class SafeEvent : public IWaitable {
+public:
+    SafeEvent();
+    ~SafeEvent() override;
+    SafeEvent(const SafeEvent&) = delete;
+    SafeEvent& operator=(const SafeEvent&) = delete;
+
+    void Set();
+    void Unset();
+    _KivPosixWait* GetWaitObject() override { return &m_event; }
+
+private:
+    KivSafeEvent m_event;
+};
+
+} // namespace waitable

@@ -190,3 +190,7 @@ bool ValidateFrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info
 }
 
 } // namespace zr_codeset::utf8
+
+namespace zr_codeset::converters {
+const ZrConverter kUtf8 = {utf8::To, utf8::From, utf8::ValidateTo, utf8::ValidateFrom, "UTF-8"};
+} // namespace zr_codeset::converters

@@ -11,15 +11,15 @@
 // Conversion options, combined as bits.
 enum ZrEncOption : unsigned {
     kZrEncOptionNone = 0,
-    kZrEncOptionAddByteOrderMarker = 1,  // "ADDBYTEORDERMARKER"
-    kZrEncOptionRecoverable = 2,         // "RECOVERABLE"
-    kZrEncOptionUnknown = 4,             // what GetEncOption answers for a null name
+    kZrEncOptionAddByteOrderMarker = 1, // "ADDBYTEORDERMARKER"
+    kZrEncOptionRecoverable = 2,        // "RECOVERABLE"
+    kZrEncOptionUnknown = 4,            // what GetEncOption answers for a null name
 };
 
 // What a conversion or check found: how far it got and where it stopped.
 struct ZrCodesetInfo {
-    uint64_t errorPosition = 0;  // unit (to bytes) or byte (from bytes) index of the first failure
-    uint64_t failures = 0;       // characters that could not be converted (replaced when recoverable)
+    uint64_t errorPosition = 0; // unit (to bytes) or byte (from bytes) index of the first failure
+    uint64_t failures = 0;      // characters that could not be converted (replaced when recoverable)
 };
 
 using ZrConvertToFn = bool (*)(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
@@ -55,13 +55,32 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
 bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info, unsigned options);
 bool ValidateTo(const ZrUniChar* units, size_t count, ZrCodesetInfo* info, unsigned options);
 bool ValidateFrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info, unsigned options);
-}  // namespace zr_codeset::utf8
+} // namespace zr_codeset::utf8
+
+// The converter-table entries, defined beside their codecs.
+namespace zr_codeset::converters {
+extern const ZrConverter kUtf8;
+extern const ZrConverter kUsAscii;
+extern const ZrConverter kIso88591;
+// Identifiers 2-30, then 37 (KOI8-R) and 38 (TIS-620).
+extern const ZrConverter kCodePages[31];
+extern const ZrConverter kBig5;
+extern const ZrConverter kGb2312;
+extern const ZrConverter kGb18030;
+extern const ZrConverter kShiftJis;
+extern const ZrConverter kEucJp;
+extern const ZrConverter kIso2022Jp;
+extern const ZrConverter kUnicodeMsb;
+extern const ZrConverter kUnicodeLsb;
+extern const ZrConverter kUnicodeLocal;
+} // namespace zr_codeset::converters
 
 // The operations of slot 43 ("no encoding"): every conversion fails cleanly.
 namespace zr_codeset::invalid {
-bool invalidto(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options);
+bool invalidto(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
+               unsigned options);
 bool invalidfrom(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
                  unsigned options);
 bool novalidateto(const ZrUniChar* units, size_t count, ZrCodesetInfo* info, unsigned options);
 bool novalidatefrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info, unsigned options);
-}  // namespace zr_codeset::invalid
+} // namespace zr_codeset::invalid

@@ -1,0 +1,109 @@
+// Authentication records of ONC RPC: ZrRPCGroup, ZrRPCUnixAuth (the AUTH_UNIX body) and
+// ZrRPCAuthBlock (opaque_auth). Values; Read fails on a shortage and on any flavour but none
+// (with an empty body) and Unix (with a body that reads as ZrRPCUnixAuth).
+#pragma once
+
+#include <vector>
+
+#include "rpc/zrrpcenum.h"
+#include "rpc/zrrpcstring.h"
+
+class ZrRPCGroup : public ZrPacket {
+public:
+    ZrRPCGroup(uint32_t gid = 0) : m_gid(gid) {}
+
+    uint32_t gid() const { return m_gid; }
+    void gid(uint32_t value) {
+        m_gid = value;
+        Changed();
+    }
+
+    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    unsigned long PackedSize() const override { return 4; }
+    void PackTo(unsigned char*& out) const override;
+    ZrUniString DebugString(unsigned indent) const override;
+
+    bool operator==(const ZrRPCGroup& other) const { return m_gid == other.m_gid; }
+    bool operator!=(const ZrRPCGroup& other) const { return !(*this == other); }
+
+private:
+    uint32_t m_gid;
+};
+
+class ZrRPCUnixAuth : public ZrPacket {
+public:
+    ZrRPCUnixAuth() = default;
+    explicit ZrRPCUnixAuth(const ZrPacket& packet);
+    ZrRPCUnixAuth(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+
+    uint32_t stamp() const { return m_stamp; }
+    void stamp(uint32_t value) { Set(m_stamp, value); }
+    const ZrRPCString& machinename() const { return m_machinename; }
+    void machinename(const ZrRPCString& value) {
+        m_machinename = value;
+        Changed();
+    }
+    uint32_t uid() const { return m_uid; }
+    void uid(uint32_t value) { Set(m_uid, value); }
+    uint32_t gid() const { return m_gid; }
+    void gid(uint32_t value) { Set(m_gid, value); }
+    const std::vector<ZrRPCGroup>& grouplist() const { return m_grouplist; }
+    void grouplist(const std::vector<ZrRPCGroup>& value) {
+        m_grouplist = value;
+        Changed();
+    }
+
+    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    unsigned long PackedSize() const override;
+    void PackTo(unsigned char*& out) const override;
+    ZrUniString DebugString(unsigned indent) const override;
+
+    bool operator==(const ZrRPCUnixAuth& other) const;
+    bool operator!=(const ZrRPCUnixAuth& other) const { return !(*this == other); }
+
+private:
+    void Set(uint32_t& field, uint32_t value) {
+        field = value;
+        Changed();
+    }
+
+    uint32_t m_stamp = 0;
+    ZrRPCString m_machinename;
+    uint32_t m_uid = 0;
+    uint32_t m_gid = 0;
+    std::vector<ZrRPCGroup> m_grouplist;
+};
+
+class ZrRPCAuthBlock : public ZrPacket {
+public:
+    explicit ZrRPCAuthBlock(uint32_t flavour = ZrRPCEnum::AuthNone) : m_flavour(flavour) {}
+    explicit ZrRPCAuthBlock(const ZrPacket& packet);
+    ZrRPCAuthBlock(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+
+    uint32_t flavour() const { return m_flavour; }
+    void flavour(uint32_t value) {
+        m_flavour = value;
+        Changed();
+    }
+    // The Unix body; packed only when the flavour is AuthUnix.
+    const ZrRPCUnixAuth& auth_body() const { return m_body; }
+    void auth_body(const ZrRPCUnixAuth& value) {
+        m_body = value;
+        Changed();
+    }
+    // The body length word as packed: the Unix body's size, or 0.
+    uint32_t BodyLength() const;
+
+    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    unsigned long PackedSize() const override { return 8 + BodyLength(); }
+    void PackTo(unsigned char*& out) const override;
+    ZrUniString DebugString(unsigned indent) const override;
+
+    // Flavour and, for Unix blocks, the body.
+    bool operator==(const ZrRPCAuthBlock& other) const;
+    bool operator!=(const ZrRPCAuthBlock& other) const { return !(*this == other); }
+
+private:
+    uint32_t m_flavour;
+    ZrRPCUnixAuth m_body;
+};

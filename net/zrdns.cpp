@@ -22,21 +22,30 @@ ZrDNSCache& ZrDNS::Cache() {
     return cache;
 }
 
-bool ZrDNS::GetAddressList(const ZrUniString& name, std::vector<ZrInetAddr>& addresses, bool refresh) {
+bool ZrDNS::GetAddressList(const ZrUniString& name, ZrDList<ZrInetAddr>& addresses, bool refresh) {
     std::string key = name.Lower().AsUtf8();
     if (key.empty())
         return false;
     time_t now = std::time(nullptr);
-    if (!refresh && Cache().Find(key, now, addresses))
-        return true;
+    std::vector<ZrInetAddr> found;
+    if (refresh || !Cache().Find(key, now, found)) {
+        if (!Resolve(key, found))
+            return false;
+        Cache().Store(key, now, found);
+    }
+    for (const ZrInetAddr& address : found)
+        addresses.Insert(address);
+    return true;
+}
+
+bool ZrDNS::Resolve(const std::string& name, std::vector<ZrInetAddr>& found) {
 
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_DGRAM;
     addrinfo* result = nullptr;
-    if (::getaddrinfo(key.c_str(), nullptr, &hints, &result) != 0 || !result)
+    if (::getaddrinfo(name.c_str(), nullptr, &hints, &result) != 0 || !result)
         return false;
-    std::vector<ZrInetAddr> found;
     for (addrinfo* entry = result; entry; entry = entry->ai_next) {
         if (entry->ai_family != AF_INET || !entry->ai_addr)
             continue;
@@ -45,9 +54,5 @@ bool ZrDNS::GetAddressList(const ZrUniString& name, std::vector<ZrInetAddr>& add
             found.push_back(address);
     }
     ::freeaddrinfo(result);
-    if (found.empty())
-        return false;
-    Cache().Store(key, now, found);
-    addresses.insert(addresses.end(), found.begin(), found.end());
-    return true;
+    return !found.empty();
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/container/zrdlist.h"
 #include "net/zrinetaddr.h"
 
 class ZrDNSCache {
@@ -34,6 +35,9 @@ class ZrDNS {
 public:
     // Appends the IPv4 addresses of `name` (ports 0), in the resolver's order without duplicates.
     // `refresh` skips the cache and asks the resolver again. False when the name does not resolve.
-    static bool GetAddressList(const ZrUniString& name, std::vector<ZrInetAddr>& addresses, bool refresh);
+    static bool GetAddressList(const ZrUniString& name, ZrDList<ZrInetAddr>& addresses, bool refresh);
     static ZrDNSCache& Cache();
+
+private:
+    static bool Resolve(const std::string& name, std::vector<ZrInetAddr>& found);
 };

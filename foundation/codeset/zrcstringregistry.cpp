@@ -16,8 +16,8 @@ bool ZrCStringRegistry::Register(const ZrCString& name, unsigned value) {
         return false;
     if (m_count >= m_threshold)
         Rebuild();
-    Pair* pair = new Pair(name, value);
-    m_buckets[pair->Hash() % m_buckets.Size()].InsertNonConst(pair);
+    Pair* pair = new Pair{name, value, name.HashValue()};
+    m_buckets[pair->hash % m_buckets.Size()].InsertNonConst(pair);
     ++m_count;
     return true;
 }
@@ -25,8 +25,8 @@ bool ZrCStringRegistry::Register(const ZrCString& name, unsigned value) {
 bool ZrCStringRegistry::Find(const ZrCString& name, unsigned& value) const {
     uint32_t hash = name.HashValue();
     for (const Pair* pair : m_buckets[hash % m_buckets.Size()]) {
-        if (pair->Hash() == hash && pair->Key() == name) {
-            value = pair->Value();
+        if (pair->hash == hash && pair->name == name) {
+            value = pair->value;
             return true;
         }
     }
@@ -37,7 +37,7 @@ void ZrCStringRegistry::Rebuild() {
     ZrDVector<ZrDList<Pair*>> buckets(m_buckets.Size() * 4);
     for (auto& bucket : m_buckets)
         for (Pair* pair : bucket)
-            buckets[pair->Hash() % buckets.Size()].InsertNonConst(pair);
+            buckets[pair->hash % buckets.Size()].InsertNonConst(pair);
     m_buckets = std::move(buckets);
     m_threshold *= 4;
 }

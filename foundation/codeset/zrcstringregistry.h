@@ -1,19 +1,22 @@
 // ZrCStringRegistry: an atom table from zero-terminated byte strings to small numbers: a chained hash
-// table (ZrDList buckets of owned ZrDDAssoc pairs, key hash h = h * 9 + byte) with a bucket count
+// table (ZrDList buckets of owned name/number pairs, key hash h = h * 9 + byte) with a bucket count
 // chosen at construction, growing fourfold once it holds three names per bucket. ZrDictionary itself
 // always starts at four buckets, which is why this table keeps its own. Unknown names: Find is false.
 #pragma once
 
 #include <cstdint>
 
-#include "foundation/container/zrdassoc.h"
 #include "foundation/container/zrdlist.h"
 #include "foundation/container/zrdvector.h"
 #include "foundation/string/zrcstring.h"
 
 class ZrCStringRegistry {
 public:
-    using Pair = ZrDDAssoc<ZrCString, unsigned>;
+    struct Pair {
+        ZrCString name;
+        unsigned value;
+        uint32_t hash;
+    };
 
     explicit ZrCStringRegistry(uint32_t buckets);
     ZrCStringRegistry(const ZrCStringRegistry&) = delete;

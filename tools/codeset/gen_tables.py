@@ -52,7 +52,8 @@ def gb_bytes(linear):
 
 
 def read_charmap(directory, name):
-    """Returns [(bytes, codepoint)] in file order, ranges expanded."""
+    """Returns [(bytes, codepoint, reversible)] in file order, ranges expanded. Lines marked
+    %IRREVERSIBLE% are codes that decode but that no character encodes to."""
     path = os.path.join(directory, name + ".gz")
     with gzip.open(path, "rt", encoding="ascii", errors="strict") as f:
         lines = f.read().splitlines()
@@ -64,6 +65,10 @@ def read_charmap(directory, name):
             continue
         if line.startswith("END CHARMAP"):
             break
+        reversible = True
+        if line.startswith("%IRREVERSIBLE%"):
+            line = line[len("%IRREVERSIBLE%"):]
+            reversible = False
         if not inside or not line.strip() or line.startswith("%"):
             continue
         m = LINE.match(line)
@@ -81,7 +86,7 @@ def read_charmap(directory, name):
                 c = code[:-1] + bytes([code[-1] + i])
                 if code[-1] + i > 0xFF:
                     raise SystemExit("%s: range overflows its last byte: %r" % (name, line))
-            out.append((c, first + i))
+            out.append((c, first + i, reversible))
     return out
 
 
@@ -119,8 +124,8 @@ def gen_pages(directory):
         entries = read_charmap(directory, src)
         decode = [0xFFFF] * 256
         encode = {}
-        for code, cp in entries:
-            if len(code) != 1 or cp > 0xFFFF:
+        for code, cp, reversible in entries:
+            if len(code) != 1 or cp > 0xFFFF or not reversible:
                 raise SystemExit("%s: not a single-byte BMP mapping" % src)
             if decode[code[0]] != 0xFFFF:
                 raise SystemExit("%s: byte %02X mapped twice" % (src, code[0]))
@@ -163,7 +168,7 @@ def gen_multibyte(directory, src, cname, kind):
     encode = {}
     four = []  # (linear, cp) of GB18030 four-byte codes
     wide = []  # (two-byte code, supplementary cp) of GB18030
-    for code, cp in entries:
+    for code, cp, reversible in entries:
         n = len(code)
         if n == 1:
             single[code[0]] = cp
@@ -186,7 +191,7 @@ def gen_multibyte(directory, src, cname, kind):
             continue
         else:
             raise SystemExit("%s: unexpected code %s" % (src, code.hex()))
-        if cp != 0 and cp <= 0xFFFF and cp not in encode:
+        if cp != 0 and cp <= 0xFFFF and cp not in encode and reversible:
             encode[cp] = value
     out = [HEADER.format(src=src), '#include "foundation/codeset/generated/codesettables.h"\n\n'
            "namespace zr_codeset::tables {\nnamespace {\n\n"]

@@ -591,6 +591,15 @@ class Server:
             events.append(ev)
         return {"sent_ns": self._send(c, events, "burst")}
 
+    async def cmd_send_wire(self, hex, client=None, count=1):
+        """Any 32-byte event (core ones included); its sequence number is filled in."""
+        c = self.client(client)
+        ev = bytearray(bytes.fromhex(hex))
+        if len(ev) != 32:
+            raise ValueError("an event is 32 bytes")
+        struct.pack_into(c.order + "H", ev, 2, c.seq & 0xFFFF)
+        return {"sent_ns": self._send(c, [bytes(ev)] * int(count), "wire")}
+
     async def cmd_store(self, hex, client=None, request_id=None):
         """Keeps a message for a later GetRequest without sending an event."""
         c = self.client(client)

@@ -1,0 +1,57 @@
+#include "common/x11/dmpx11client.h"
+
+#include "common/x11/xkpdev.h"
+
+#include <X11/Xlib.h>
+
+namespace wex::common::dmp::x11 {
+
+using ::common::x11::XKPDevEvent;
+
+bool Client::InitExtension() {
+    int opcode = 0, firstEvent = 0, firstError = 0;
+    if (!XQueryExtension(m_display.GetDisplay(), ::common::x11::kXKPDevExtensionName, &opcode, &firstEvent,
+                         &firstError))
+        return false;
+    m_eventCode = firstEvent;
+    // Events of the extension are only converted once its per-display record exists, so make it
+    // now rather than with the first request.
+    XXKPDevRegisterDisplay(m_display.GetDisplay());
+    return true;
+}
+
+void Client::SendKPDMPData(const buffer::Buffer& data) {
+    if (!m_eventCode)
+        return;
+    XXKPDevPutConfirm(m_display.GetDisplay(), data.Data(), static_cast<unsigned int>(data.Length()));
+}
+
+bool Client::OnEvent(_XEvent& event) {
+    if (!m_eventCode || event.type != m_eventCode)
+        return true;
+    auto& ev = reinterpret_cast<XKPDevEvent&>(event);
+    if (ev.kind == ::common::x11::kXKPDevPending) {
+        unsigned char* data = nullptr;
+        unsigned int length = 0;
+        if (XXKPDevGetRequest(m_display.GetDisplay(), &data, &length,
+                              static_cast<unsigned short>(ev.requestId)) &&
+            data) {
+            // Freed even when a handler throws on a malformed message.
+            struct Release {
+                unsigned char* p;
+                ~Release() { XFree(p); }
+            } release{data};
+            buffer::Buffer message(data, length);
+            OnKPDMPData(message);
+        }
+    } else if (ev.kind == ::common::x11::kXKPDevInline) {
+        // The init message is two bytes whatever the event says.
+        const uint64_t length = m_initialised ? static_cast<uint64_t>(ev.inlineLength) : 2;
+        // The event holds 24 bytes; a longer claim cannot be honoured.
+        buffer::Buffer message(ev.data, length <= sizeof(ev.data) ? length : sizeof(ev.data));
+        OnKPDMPData(message);
+    }
+    return true;
+}
+
+} // namespace wex::common::dmp::x11

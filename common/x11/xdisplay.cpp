@@ -1,0 +1,183 @@
+#include "common/x11/xdisplay.h"
+
+#include "framework/dispatch/dispatch.h"
+#include "framework/network/socketstream.h"
+
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
+
+#include <cstring>
+#include <vector>
+
+namespace rdp {
+
+namespace {
+
+using XlibErrorHandler = int (*)(Display*, XErrorEvent*);
+
+int OnXlibError(Display* display, XErrorEvent* error) {
+    return XDisplay::X11ErrorHandler::Instance().Dispatch(display, error);
+}
+
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return 0;
+}
+
+// Installed while the program starts, so that every display ever opened reports through it.
+XDisplay::X11ErrorHandler g_errorHandler;
+
+} // namespace
+
+void XDisplayNotify::OnDisplayOpen(XDisplay& display) {
+    if (m_pNext)
+        m_pNext->OnDisplayOpen(display);
+}
+
+void XDisplayNotify::OnDisplayOpened(XDisplay& display) {
+    if (m_pNext)
+        m_pNext->OnDisplayOpened(display);
+}
+
+void XDisplayNotify::OnDisplayClose(XDisplay& display) {
+    if (m_pNext)
+        m_pNext->OnDisplayClose(display);
+}
+
+void XDisplayNotify::OnDisplayClosed(XDisplay& display) {
+    if (m_pNext)
+        m_pNext->OnDisplayClosed(display);
+}
+
+XDisplay::X11ErrorHandler::X11ErrorHandler()
+    : m_pPrevious(reinterpret_cast<void*>(XSetErrorHandler(OnXlibError))) {}
+
+XDisplay::X11ErrorHandler::~X11ErrorHandler() {
+    XSetErrorHandler(reinterpret_cast<XlibErrorHandler>(m_pPrevious));
+}
+
+XDisplay::X11ErrorHandler& XDisplay::X11ErrorHandler::Instance() {
+    return g_errorHandler;
+}
+
+void XDisplay::X11ErrorHandler::Add(_XDisplay* display, unsigned long serial, IXErrorHandler* handler) {
+    m_handlers[{display, serial}] = handler;
+}
+
+void XDisplay::X11ErrorHandler::Remove(_XDisplay* display, unsigned long serial) {
+    m_handlers.erase({display, serial});
+}
+
+void XDisplay::X11ErrorHandler::RemoveDisplay(_XDisplay* display) {
+    auto it = m_handlers.lower_bound({display, 0});
+    while (it != m_handlers.end() && it->first.first == display)
+        it = m_handlers.erase(it);
+}
+
+int XDisplay::X11ErrorHandler::Dispatch(_XDisplay* display, void* xErrorEvent) {
+    auto* error = static_cast<XErrorEvent*>(xErrorEvent);
+    auto it = m_handlers.find({display, error->serial});
+    if (it != m_handlers.end() && it->second) {
+        const XErrorInfo info{error->serial, error->error_code, error->request_code, error->minor_code,
+                              error->resourceid};
+        if (it->second->OnXError(display, info))
+            return 1;
+    }
+    auto previous = reinterpret_cast<XlibErrorHandler>(m_pPrevious);
+    return previous ? previous(display, error) : 0;
+}
+
+XDisplay::XDisplay() = default;
+
+XDisplay::~XDisplay() {
+    Close();
+}
+
+void XDisplay::AddNotify(XDisplayNotify* notify) {
+    notify->SetNext(m_notify.Next());
+    m_notify.SetNext(notify);
+}
+
+bool XDisplay::Open(const char* name) {
+    m_notify.OnDisplayOpen(*this);
+    Display* display = XOpenDisplay(name);
+    if (!display)
+        return false;
+    Attach(display);
+    dispatch::Dispatch(Stream().WaitableInput().Waitable(), [this] { HandleEvents(); });
+    dispatch::Dispatch(FastEvent(), [this] { HandleEvents(); });
+    m_notify.OnDisplayOpened(*this);
+    FindModeswitchModifier();
+    return true;
+}
+
+void XDisplay::UnregisterEvents() {
+    dispatch::Undispatch(FastEvent());
+    dispatch::Undispatch(Stream().WaitableInput().Waitable());
+}
+
+void XDisplay::Close() {
+    Display* display = GetDisplay();
+    if (!display)
+        return;
+    m_notify.OnDisplayClose(*this);
+    X11ErrorHandler::Instance().RemoveDisplay(display);
+    // Registrations must not outlive the stream whose wait object they watch.
+    if (auto* dispatcher = dispatch::DispatcherBase::Get()) {
+        dispatcher->RemoveWaitable(FastEvent());
+        if (HasStream())
+            dispatcher->RemoveWaitable(Stream().WaitableInput().Waitable());
+    }
+    XCloseDisplay(display);
+    Detach();
+    m_notify.OnDisplayClosed(*this);
+}
+
+void XDisplay::SetAuthorization(const char* hexCookie) {
+    if (!hexCookie || !*hexCookie)
+        return;
+    const size_t length = std::strlen(hexCookie) / 2;
+    std::vector<char> cookie(length);
+    for (size_t i = 0; i < length; ++i)
+        cookie[i] = static_cast<char>(HexDigit(hexCookie[2 * i]) << 4 | HexDigit(hexCookie[2 * i + 1]));
+    char method[] = "MIT-MAGIC-COOKIE-1";
+    XSetAuthorization(method, static_cast<int>(sizeof(method) - 1), cookie.data(), static_cast<int>(length));
+}
+
+void XDisplay::SetAutoRepeat(bool on) {
+    if (!GetDisplay())
+        return;
+    XKeyboardControl control;
+    control.auto_repeat_mode = on ? AutoRepeatModeOn : AutoRepeatModeOff;
+    XChangeKeyboardControl(GetDisplay(), KBAutoRepeatMode, &control);
+}
+
+int XDisplay::FindModeswitchModifier() {
+    m_modeswitchModifier = -1;
+    Display* display = GetDisplay();
+    if (!display)
+        return -1;
+    const KeyCode code = XKeysymToKeycode(display, XK_Mode_switch);
+    XModifierKeymap* map = XGetModifierMapping(display);
+    if (!map)
+        return -1;
+    for (int row = 0; row < 8 && code != 0; ++row) {
+        for (int i = 0; i < map->max_keypermod; ++i) {
+            if (map->modifiermap[row * map->max_keypermod + i] == code) {
+                m_modeswitchModifier = row;
+                break;
+            }
+        }
+        if (m_modeswitchModifier >= 0)
+            break;
+    }
+    XFreeModifiermap(map);
+    return m_modeswitchModifier;
+}
+
+} // namespace rdp

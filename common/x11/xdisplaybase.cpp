@@ -1,0 +1,113 @@
+#include "common/x11/xdisplaybase.h"
+
+#include "framework/kiv/kivassert.h"
+#include "framework/network/socketbase.h"
+#include "framework/network/socketstream.h"
+
+#include <X11/Xlib.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sys/ioctl.h>
+
+namespace common::x11 {
+
+namespace {
+
+const char kYieldLimitVariable[] = "COMMON_X11_EVENTS_YIELD_LIMIT";
+
+// The server time carried by the event, 0 for kinds that carry none worth keeping.
+unsigned long EventTime(const XEvent& event) {
+    switch (event.type) {
+    case KeyPress:
+    case KeyRelease:
+        return event.xkey.time;
+    case ButtonPress:
+    case ButtonRelease:
+        return event.xbutton.time;
+    case MotionNotify:
+        return event.xmotion.time;
+    case EnterNotify:
+    case LeaveNotify:
+        return event.xcrossing.time;
+    case PropertyNotify:
+        return event.xproperty.time;
+    case SelectionClear:
+        return event.xselectionclear.time;
+    default:
+        return 0;
+    }
+}
+
+} // namespace
+
+XDisplayBase::XDisplayBase() = default;
+
+XDisplayBase::~XDisplayBase() = default;
+
+void XDisplayBase::AttachEventHandler(IEventHandler* handler) {
+    m_handlers.push_back(handler);
+}
+
+void XDisplayBase::DetachEventHandler(IEventHandler* handler) {
+    m_handlers.erase(std::remove(m_handlers.begin(), m_handlers.end(), handler), m_handlers.end());
+}
+
+network::SocketStream& XDisplayBase::Stream() {
+    KIV_ASSERT(m_pStream, "common/x11/xdisplaybase");
+    return *m_pStream;
+}
+
+int XDisplayBase::Descriptor() const {
+    return m_pDisplay ? XConnectionNumber(m_pDisplay) : -1;
+}
+
+long XDisplayBase::ReadableBytes() const {
+    int count = 0;
+    if (!m_pDisplay || ioctl(XConnectionNumber(m_pDisplay), FIONREAD, &count) != 0)
+        return -1;
+    return count;
+}
+
+void XDisplayBase::Attach(_XDisplay* display) {
+    m_pDisplay = display;
+    if (const char* text = std::getenv(kYieldLimitVariable)) {
+        // Deliberately unchecked: a negative value means no limit, 0 acts as 1 and text that is
+        // not a number gives 0.
+        const int32_t limit = static_cast<int32_t>(std::strtol(text, nullptr, 10));
+        m_yieldLimit = static_cast<uint64_t>(static_cast<int64_t>(limit));
+    }
+    m_pSocket = std::make_unique<network::SocketBase>(XConnectionNumber(display));
+    m_pStream = std::make_unique<network::SocketStream>(*m_pSocket);
+}
+
+void XDisplayBase::Detach() {
+    m_pStream.reset();
+    m_pSocket.reset();
+    m_pDisplay = nullptr;
+}
+
+void XDisplayBase::HandleEvents() {
+    m_fastEvent.Unset();
+    if (!m_pDisplay || XEventsQueued(m_pDisplay, QueuedAfterReading) == 0)
+        return;
+    uint64_t count = 0;
+    do {
+        XEvent event;
+        XNextEvent(m_pDisplay, &event);
+        if (const unsigned long time = EventTime(event))
+            m_lastEventTime = time;
+        // By index: a handler may attach or detach handlers while it runs.
+        for (size_t i = 0; i < m_handlers.size(); ++i) {
+            if (!m_handlers[i]->OnEvent(event))
+                break;
+        }
+        if (XEventsQueued(m_pDisplay, QueuedAlready) == 0)
+            return;
+        ++count;
+    } while (count < m_yieldLimit);
+    // Events are left over: the dispatcher comes back after its other ready registrations.
+    m_fastEvent.Set();
+}
+
+} // namespace common::x11

@@ -14,7 +14,9 @@ template <class A> class ZrDictionary {
 public:
     using Assoc = A;
     using Key = typename A::KeyType;
-    using Bucket = ZrDList<A*>;
+    // Buckets hold few pairs (three on average before the table grows), so the first four slots live
+    // inside the bucket and a lookup goes from the bucket array straight to the pair.
+    using Bucket = ZrDList<A*, 4>;
 
     ZrDictionary() : m_buckets(kInitialBuckets) {}
     ZrDictionary(const ZrDictionary&) = delete;
@@ -96,21 +98,25 @@ public:
 private:
     static constexpr uint32_t kInitialBuckets = 4;
 
-    // The bucket counts are powers of four, so the modulus is a mask. The stored hash is compared
-    // before the key so most non-matching pairs cost one integer compare.
+    // The bucket counts are powers of four, so the modulus is a mask. Pairs compare their stored hash
+    // before the key, so most non-matching pairs cost one integer compare.
     static A* Search(const Bucket& bucket, const Key& key, uint32_t hash) {
         A* const* slots = bucket.Slots();
         uint32_t end = bucket.EndIndex();
         if (bucket.IsDense()) {
+            // Start fetching every pair of the bucket at once; otherwise a miss (which reads them all)
+            // would wait for them one after the other.
+            for (uint32_t i = 1; i < end; ++i)
+                __builtin_prefetch(slots[i]);
             for (uint32_t i = 0; i < end; ++i) {
                 A* pair = slots[i];
-                if (pair->Hash() == hash && pair->Key() == key)
+                if (pair->Matches(key, hash))
                     return pair;
             }
             return nullptr;
         }
         for (uint32_t i = 0; i < end; ++i)
-            if (bucket.IsOccupied(i) && slots[i]->Hash() == hash && slots[i]->Key() == key)
+            if (bucket.IsOccupied(i) && slots[i]->Matches(key, hash))
                 return slots[i];
         return nullptr;
     }
@@ -132,7 +138,7 @@ public:
     // The next pair, or nullptr at the end.
     A* Next() {
         while (m_bucket < m_dictionary.BucketCount()) {
-            const ZrDList<A*>& bucket = m_dictionary.BucketAt(m_bucket);
+            const typename ZrDictionary<A>::Bucket& bucket = m_dictionary.BucketAt(m_bucket);
             if (bucket.ChangeCounter() == m_changes) {
                 while (m_slot < bucket.EndIndex()) {
                     uint32_t i = m_slot++;

@@ -1,6 +1,7 @@
-// ZrDList<T>: an append-only slot list. Appends always go one past the highest slot ever filled;
+// ZrDList<T, N>: an append-only slot list. Appends always go one past the highest slot ever filled;
 // removing an element leaves a hole (its occupancy bit cleared) that later appends never reuse and
-// iteration skips. Owns its elements by value and is copied deeply. Indexing is unchecked.
+// iteration skips. Owns its elements by value (the first N inside the object) and is copied deeply.
+// Indexing is unchecked.
 #pragma once
 
 #include <cstdint>
@@ -8,17 +9,18 @@
 
 #include "foundation/container/zrdvector.h"
 
-template <class T> class ZrDList {
+template <class T, uint32_t N = 0> class ZrDList {
 public:
     static constexpr uint32_t kDefaultStep = 10;
 
     explicit ZrDList(uint32_t step = kDefaultStep)
         : m_step(step ? step : kDefaultStep), m_capacity(m_step), m_bitmapWords(kDefaultStep) {}
+
     ZrDList(const ZrDList&) = default;
     ZrDList(ZrDList&& other) noexcept
-        : m_step(other.m_step), m_capacity(other.m_capacity), m_slots(std::move(other.m_slots)),
-          m_bitmapWords(other.m_bitmapWords), m_bitmap(std::move(other.m_bitmap)), m_end(other.m_end),
-          m_count(other.m_count), m_changes(other.m_changes) {
+        : m_end(other.m_end), m_count(other.m_count), m_slots(std::move(other.m_slots)), m_step(other.m_step),
+          m_capacity(other.m_capacity), m_bitmapWords(other.m_bitmapWords), m_changes(other.m_changes),
+          m_bitmap(std::move(other.m_bitmap)) {
         other.Reset();
     }
     ZrDList& operator=(const ZrDList&) = default;
@@ -42,16 +44,22 @@ public:
         uint32_t i = m_end;
         if (i >= m_capacity)
             m_capacity = (i / m_step + 1) * m_step;
-        // Storage is allocated on the first append, so empty lists (most hash buckets, entries without
-        // values) cost nothing beyond the object itself.
-        if (m_slots.Size() < m_capacity)
-            m_slots.Resize(m_capacity);
-        m_slots[i] = std::move(value);
         if (i / 32 >= m_bitmapWords)
             m_bitmapWords = (i + 32) / 32 + 3;
-        if (m_bitmap.Size() < m_bitmapWords)
-            m_bitmap.Resize(m_bitmapWords);
-        m_bitmap[i / 32] |= 1u << (i % 32);
+        // The block of `capacity` slots (and of bitmap words) is allocated when the first slot past the
+        // inline room is needed, and filled as far as the end index: an empty list, or a short one
+        // that fits inline, costs nothing beyond the object itself.
+        if (i >= m_slots.Capacity())
+            m_slots.Reserve(m_capacity);
+        m_slots.Resize(i + 1);
+        m_slots[i] = std::move(value);
+        uint32_t word = i / 32;
+        if (word >= m_bitmap.Size()) {
+            if (word >= m_bitmap.Capacity())
+                m_bitmap.Reserve(m_bitmapWords);
+            m_bitmap.Resize(word + 1);
+        }
+        m_bitmap[word] |= 1u << (i % 32);
         m_end = i + 1;
         ++m_count;
         return i;
@@ -131,28 +139,31 @@ public:
 private:
     void Reset() {
         m_capacity = m_step;
-        m_slots = ZrDVector<T>();
+        m_slots = ZrDVector<T, N>();
         m_bitmapWords = kDefaultStep;
-        m_bitmap = ZrDVector<uint32_t>();
+        m_bitmap = ZrDVector<uint32_t, kInlineWords>();
         m_end = 0;
         m_count = 0;
     }
 
-    uint32_t m_step;
-    uint32_t m_capacity;
-    ZrDVector<T> m_slots;
-    uint32_t m_bitmapWords;
-    ZrDVector<uint32_t> m_bitmap;
+    static constexpr uint32_t kInlineWords = (N + 31) / 32;
+
+    // Search loops read the end index, the count and the slots: they come first.
     uint32_t m_end = 0;
     uint32_t m_count = 0;
+    ZrDVector<T, N> m_slots;
+    uint32_t m_step;
+    uint32_t m_capacity;
+    uint32_t m_bitmapWords;
     uint32_t m_changes = 0;
+    ZrDVector<uint32_t, kInlineWords> m_bitmap;
 };
 
 // Walks the occupied slots of one list; stops early when the list is emptied under it (its change
 // counter moved), rather than reading slots that no longer exist.
-template <class T> class ZrDListIterator {
+template <class T, uint32_t N = 0> class ZrDListIterator {
 public:
-    explicit ZrDListIterator(ZrDList<T>& list) : m_list(list), m_changes(list.ChangeCounter()) {}
+    explicit ZrDListIterator(ZrDList<T, N>& list) : m_list(list), m_changes(list.ChangeCounter()) {}
 
     // The next element, or nullptr at the end.
     T* Next() {
@@ -167,7 +178,7 @@ public:
     }
 
 private:
-    ZrDList<T>& m_list;
+    ZrDList<T, N>& m_list;
     uint32_t m_changes;
     uint32_t m_i = 0;
 };

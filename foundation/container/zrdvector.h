@@ -1,13 +1,22 @@
-// ZrDVector<T>: a growable array of constructed elements that owns its storage, copied deeply.
-// It is the storage under ZrDList. Indexing is unchecked; allocation failure throws std::bad_alloc
-// from operator new, like every other allocation in the foundation.
+// ZrDVector<T, N>: a growable array of constructed elements that owns its storage (the first N slots
+// inside the object), copied deeply. It is the storage under ZrDList. Indexing is unchecked; allocation
+// failure throws std::bad_alloc from operator new, like every other allocation in the foundation.
 #pragma once
 
 #include <cstdint>
 #include <new>
 #include <utility>
 
-template <class T> class ZrDVector {
+// Room for N elements inside the vector itself, so short vectors never allocate; none when N is 0.
+template <class T, uint32_t N> struct ZrDVectorInline {
+    T* Slots() { return reinterpret_cast<T*>(m_bytes); }
+    alignas(T) unsigned char m_bytes[N * sizeof(T)];
+};
+template <class T> struct ZrDVectorInline<T, 0> {
+    T* Slots() { return nullptr; }
+};
+
+template <class T, uint32_t N = 0> class ZrDVector {
 public:
     ZrDVector() = default;
     explicit ZrDVector(uint32_t size) { Resize(size); }
@@ -17,27 +26,22 @@ public:
             new (m_data + i) T(other.m_data[i]);
         m_size = other.m_size;
     }
-    ZrDVector(ZrDVector&& other) noexcept
-        : m_data(std::exchange(other.m_data, nullptr)), m_size(std::exchange(other.m_size, 0)),
-          m_capacity(std::exchange(other.m_capacity, 0)) {}
+    ZrDVector(ZrDVector&& other) noexcept { TakeFrom(other); }
     ZrDVector& operator=(const ZrDVector& other) {
         if (this != &other) {
             ZrDVector copy(other);
-            Swap(copy);
+            *this = std::move(copy);
         }
         return *this;
     }
     ZrDVector& operator=(ZrDVector&& other) noexcept {
         if (this != &other) {
-            ZrDVector gone(std::move(other));
-            Swap(gone);
+            Free();
+            TakeFrom(other);
         }
         return *this;
     }
-    ~ZrDVector() {
-        Clear();
-        ::operator delete(m_data);
-    }
+    ~ZrDVector() { Free(); }
 
     uint32_t Size() const { return m_size; }
     uint32_t Capacity() const { return m_capacity; }
@@ -60,7 +64,8 @@ public:
             new (block + i) T(std::move(m_data[i]));
             m_data[i].~T();
         }
-        ::operator delete(m_data);
+        if (!IsInline())
+            ::operator delete(m_data);
         m_data = block;
         m_capacity = capacity;
     }
@@ -90,13 +95,44 @@ public:
     }
 
     void Swap(ZrDVector& other) noexcept {
-        std::swap(m_data, other.m_data);
-        std::swap(m_size, other.m_size);
-        std::swap(m_capacity, other.m_capacity);
+        ZrDVector keep(std::move(other));
+        other = std::move(*this);
+        *this = std::move(keep);
     }
 
 private:
-    T* m_data = nullptr;
+    bool IsInline() const { return N != 0 && m_data == const_cast<ZrDVector*>(this)->m_inline.Slots(); }
+
+    void Free() {
+        Clear();
+        if (!IsInline())
+            ::operator delete(m_data);
+        m_data = m_inline.Slots();
+        m_capacity = N;
+    }
+
+    // Expects this vector empty with no heap block; leaves `other` empty on its inline room.
+    void TakeFrom(ZrDVector& other) noexcept {
+        if (other.IsInline()) {
+            m_data = m_inline.Slots();
+            m_capacity = N;
+            for (uint32_t i = 0; i < other.m_size; ++i) {
+                new (m_data + i) T(std::move(other.m_data[i]));
+                other.m_data[i].~T();
+            }
+        } else {
+            m_data = other.m_data;
+            m_capacity = other.m_capacity;
+            other.m_data = other.m_inline.Slots();
+            other.m_capacity = N;
+        }
+        m_size = other.m_size;
+        other.m_size = 0;
+    }
+
+    // The pointer comes first so that, in a small vector, it shares a cache line with the inline slots.
+    T* m_data = m_inline.Slots();
     uint32_t m_size = 0;
-    uint32_t m_capacity = 0;
+    uint32_t m_capacity = N;
+    [[no_unique_address]] ZrDVectorInline<T, N> m_inline;
 };

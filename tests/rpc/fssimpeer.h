@@ -1,0 +1,28 @@
+// Runs the file-server control simulator (tools/fssim/fssim.py) as a child process on loopback for
+// the client tests, and talks to its control socket. Stops the child in the destructor.
+#pragma once
+
+#include <string>
+
+#include "net/zrinetaddr.h"
+
+class FsSimPeer {
+public:
+    FsSimPeer();
+    ~FsSimPeer();
+    FsSimPeer(const FsSimPeer&) = delete;
+    FsSimPeer& operator=(const FsSimPeer&) = delete;
+
+    bool Started() const { return m_port != 0; }
+    ZrInetAddr Address() const;
+    // Sends one JSON command line and returns the one-line answer ("" on failure).
+    std::string Command(const std::string& json);
+    // The decoded calls so far, as the JSON array text of the "calls" command.
+    std::string Calls();
+
+private:
+    std::string m_dir;
+    std::string m_control;
+    int m_pid = -1;
+    unsigned m_port = 0;
+};

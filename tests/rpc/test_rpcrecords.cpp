@@ -1,0 +1,241 @@
+// The ONC RPC records against hand-written byte vectors, and their reading rules.
+#include "rpc/zrrpcmessage.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "rpc/zrportmapper.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes Packed(const ZrPacket& record) {
+    return Bytes(record.Where(), record.Where() + record.HowBig());
+}
+
+Bytes Cat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes& part : parts)
+        out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
+template <class Record> bool ReadAll(Record& record, const Bytes& bytes, unsigned long* left = nullptr) {
+    const unsigned char* data = bytes.data();
+    unsigned long remaining = bytes.size();
+    bool ok = record.Read(data, remaining);
+    if (left)
+        *left = remaining;
+    return ok;
+}
+
+ZrRPCAuthBlock UnixBlock() {
+    ZrRPCUnixAuth body;
+    body.stamp(7);
+    body.machinename(ZrRPCString("hostx"));
+    body.uid(1000);
+    body.gid(100);
+    body.grouplist({ZrRPCGroup(4), ZrRPCGroup(27)});
+    ZrRPCAuthBlock block(ZrRPCEnum::AuthUnix);
+    block.auth_body(body);
+    return block;
+}
+
+// flavour 1, length 36: stamp, "hostx" (5 bytes + 3 padding), uid, gid, two groups.
+const Bytes kUnixBlock = {0, 0, 0, 1, 0, 0,    0, 36, 0, 0,   0, 7, 0, 0, 0, 5, 'h', 'o', 's', 't', 'x', 0,
+                          0, 0, 0, 0, 3, 0xE8, 0, 0,  0, 100, 0, 0, 0, 2, 0, 0, 0,   4,   0,   0,   0,   27};
+const Bytes kNoneBlock = {0, 0, 0, 0, 0, 0, 0, 0};
+
+TEST(RPCRecords, PacksCallWithUnixCredentials) {
+    ZrRPCCallBody body;
+    body.prog(100003);
+    body.vers(2);
+    body.proc(105);
+    body.credentials(UnixBlock());
+    body.verifier(ZrRPCAuthBlock());
+    body.rpc_data(ZrByteBuffer("\x01\x02\x03", 3));
+    ZrRPCMessageFromClient call;
+    call.xid(0x01020304);
+    call.call_body(body);
+
+    Bytes expected = Cat({{1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0x86, 0xA3, 0, 0, 0, 2, 0, 0, 0, 105},
+                          kUnixBlock,
+                          kNoneBlock,
+                          {1, 2, 3}});
+    EXPECT_EQ(Packed(call), expected);
+    EXPECT_EQ(call.HowBig(), expected.size());
+
+    ZrRPCMessageFromClient back;
+    ASSERT_TRUE(ReadAll(back, expected));
+    EXPECT_TRUE(back.IsValid());
+    EXPECT_EQ(back, call);
+    EXPECT_EQ(back.call_body().credentials().auth_body().machinename().Text().AsUtf8(), "hostx");
+    EXPECT_EQ(back.call_body().credentials().auth_body().grouplist().size(), 2u);
+    EXPECT_EQ(ZrRPCMessageFromClient(call), call) << "constructed from another record's bytes";
+}
+
+TEST(RPCRecords, ChangingAFieldRepacks) {
+    ZrRPCMessageFromClient call;
+    call.xid(1);
+    Bytes before = Packed(call);
+    call.xid(2);
+    Bytes after = Packed(call);
+    ASSERT_EQ(before.size(), after.size());
+    EXPECT_EQ(after[3], 2);
+}
+
+// Replies of every shape: the bytes read into the expected fields, and pack back to the same bytes.
+TEST(RPCRecords, ReadsAndPacksReplies) {
+    ZrRPCAccepted success;
+    success.rpc_data(ZrByteBuffer("\x00\x00\x00\x66\x00\x00", 6));
+    ZrRPCAccepted mismatch;
+    mismatch.accept_stat(ZrRPCEnum::ProgMismatch);
+    mismatch.mismatch(2, 3);
+    ZrRPCAccepted unavailable;
+    unavailable.accept_stat(ZrRPCEnum::ProgUnavail);
+    ZrRPCRejected version;
+    version.reject_stat(ZrRPCEnum::RpcMismatch);
+    version.mismatch(2, 2);
+    ZrRPCRejected auth;
+    auth.reject_stat(ZrRPCEnum::AuthError);
+    auth.auth_stat(5);
+
+    struct Row {
+        Bytes body; // after xid and message type
+        ZrRPCReplyBody expected;
+    } rows[5];
+    rows[0].body = Cat({{0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 0, 0, 0, 0, 0x66, 0, 0}});
+    rows[0].expected.accepted(success);
+    rows[1].body = Cat({{0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 3}});
+    rows[1].expected.accepted(mismatch);
+    rows[2].body = Cat({{0, 0, 0, 0}, kUnixBlock, {0, 0, 0, 1}});
+    unavailable.verifier(UnixBlock());
+    rows[2].expected.accepted(unavailable);
+    rows[3].body = {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 2};
+    rows[3].expected.rejected(version);
+    rows[4].body = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 5};
+    rows[4].expected.rejected(auth);
+
+    for (int i = 0; i < 5; ++i) {
+        Bytes bytes = Cat({{0xCA, 0xFE, 0xBA, 0xBE, 0, 0, 0, 1}, rows[i].body});
+        ZrRPCMessageFromServer reply;
+        ASSERT_TRUE(ReadAll(reply, bytes)) << "row " << i;
+        EXPECT_EQ(reply.xid(), 0xCAFEBABEu);
+        EXPECT_EQ(reply.reply_body(), rows[i].expected) << "row " << i;
+        EXPECT_EQ(Packed(reply), bytes) << "row " << i;
+        EXPECT_GT(reply.DebugString(0).Length(), 0u);
+    }
+}
+
+TEST(RPCRecords, ReadingRulesRejectBadRecords) {
+    Bytes reply = Cat({{0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 0}});
+    struct Row {
+        const char* why;
+        Bytes bytes;
+    } rows[] = {
+        {"verifier of flavour 2",
+         Cat({{0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0}, {0, 0, 0, 0}})},
+        {"flavour 0 with a body",
+         {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 1, 2, 3, 4, 0, 0, 0, 0}},
+        {"unix body longer than its block",
+         {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {"reply status 2", {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0}},
+        {"reject status 2", {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0}},
+        {"a call, not a reply", Cat({{0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 0}})},
+        {"accept status cut short", Bytes(reply.begin(), reply.end() - 1)},
+        {"mismatch without its versions",
+         Cat({{0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 2}})},
+        {"empty", {}},
+    };
+    for (const Row& row : rows) {
+        ZrRPCMessageFromServer message;
+        message.SetValid(true);
+        EXPECT_FALSE(ReadAll(message, row.bytes)) << row.why;
+        EXPECT_FALSE(message.IsValid()) << row.why;
+    }
+    ZrRPCMessageFromServer good;
+    EXPECT_TRUE(ReadAll(good, reply));
+    EXPECT_TRUE(good.IsValid());
+    EXPECT_EQ(good.reply_body().accepted().accept_stat(), ZrRPCEnum::Success);
+    EXPECT_EQ(good.reply_body().accepted().rpc_data().Length(), 0u);
+}
+
+TEST(RPCRecords, CallBodyNeedsSixteenBytesAndItsBlocks) {
+    Bytes body = Cat({{0, 0, 0, 2, 0, 1, 0x86, 0xA3, 0, 0, 0, 2, 0, 0, 0, 101}, kNoneBlock, kNoneBlock});
+    ZrRPCCallBody call;
+    EXPECT_TRUE(ReadAll(call, body));
+    for (size_t n : {size_t(0), size_t(15), size_t(16), body.size() - 1}) {
+        ZrRPCCallBody shortBody;
+        EXPECT_FALSE(ReadAll(shortBody, Bytes(body.begin(), body.begin() + n))) << n << " bytes";
+    }
+}
+
+TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
+    EXPECT_EQ(Packed(ZrRPCString("abcde")), (Bytes{0, 0, 0, 5, 'a', 'b', 'c', 'd', 'e', 0, 0, 0}));
+    EXPECT_EQ(Packed(ZrRPCString("abcd")), (Bytes{0, 0, 0, 4, 'a', 'b', 'c', 'd'}));
+    EXPECT_EQ(Packed(ZrRPCString("")), (Bytes{0, 0, 0, 0}));
+    EXPECT_EQ(Packed(ZrRPCByteBuffer(ZrByteBuffer("\x09", 1))), (Bytes{0, 0, 0, 1, 9, 0, 0, 0}));
+
+    // Padding is skipped unchecked, but it must be there.
+    Bytes dirty = {0, 0, 0, 5, 'a', 'b', 'c', 'd', 'e', 7, 7, 7, 0xFF};
+    ZrRPCString text;
+    unsigned long left = 0;
+    ASSERT_TRUE(ReadAll(text, dirty, &left));
+    EXPECT_EQ(text.Text().AsUtf8(), "abcde");
+    EXPECT_EQ(left, 1u);
+    EXPECT_FALSE(ReadAll(text, Bytes(dirty.begin(), dirty.begin() + 11)));
+    ZrRPCByteBuffer huge;
+    EXPECT_FALSE(ReadAll(huge, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4}));
+}
+
+TEST(RPCRecords, UnixAuthRejectsAGroupCountBeyondItsBytes) {
+    ZrRPCUnixAuth body;
+    EXPECT_FALSE(
+        ReadAll(body, Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x7F, 0xFF, 0xFF, 0xFF}));
+}
+
+TEST(RPCRecords, PortMappingIsExactlySixteenBytes) {
+    Bytes bytes = {0, 1, 0x86, 0xA3, 0, 0, 0, 2, 0, 0, 0, 17, 0, 0, 0x08, 0x01};
+    ZrPortMapping mapping;
+    ASSERT_TRUE(ReadAll(mapping, bytes));
+    EXPECT_EQ(mapping, ZrPortMapping(100003, 2, 17, 2049));
+    EXPECT_EQ(Packed(mapping), bytes);
+    ZrPortMapping shortMapping;
+    unsigned long left = 0;
+    EXPECT_FALSE(ReadAll(shortMapping, Bytes(bytes.begin(), bytes.end() - 1), &left));
+    EXPECT_EQ(left, 15u) << "a failed read consumes nothing";
+    ZrPortMapperResponse port;
+    ASSERT_TRUE(ReadAll(port, Bytes{0, 0, 0x08, 0x01}));
+    EXPECT_EQ(port.port(), 2049u);
+}
+
+TEST(RPCRecords, RawPacketReadsAFixedLength) {
+    Bytes bytes = {1, 2, 3, 4, 5};
+    const unsigned char* data = bytes.data();
+    unsigned long remaining = bytes.size();
+    ZrPacket raw;
+    ASSERT_TRUE(raw.Read(data, remaining, 3));
+    EXPECT_EQ(Packed(raw), (Bytes{1, 2, 3}));
+    EXPECT_EQ(remaining, 2u);
+    EXPECT_FALSE(raw.Read(data, remaining, 3));
+    EXPECT_FALSE(raw.IsValid());
+}
+
+TEST(RPCRecords, BitFieldsInBothOrders) {
+    unsigned char net[2] = {0, 0};
+    ZrPacket::BitSetnetwork(net, 4, 8, 0xA5);
+    EXPECT_EQ(net[0], 0x0A);
+    EXPECT_EQ(net[1], 0x50);
+    EXPECT_EQ(ZrPacket::BitGetnetwork(net, 4, 8), 0xA5u);
+    unsigned char intel[2] = {0xFF, 0xFF};
+    ZrPacket::BitSetintel(intel, 4, 8, 0x00);
+    EXPECT_EQ(intel[0], 0x0F);
+    EXPECT_EQ(intel[1], 0xF0);
+    ZrPacket::BitSetintel(intel, 4, 8, 0x5A);
+    EXPECT_EQ(ZrPacket::BitGetintel(intel, 4, 8), 0x5Au);
+    EXPECT_EQ(intel[0], 0xAF);
+}
+
+} // namespace

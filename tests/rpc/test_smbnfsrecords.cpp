@@ -1,0 +1,135 @@
+// The file-server control records against hand-written byte vectors.
+#include "rpc/zrsmbnfsresponse.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes Packed(const ZrPacket& record) {
+    return Bytes(record.Where(), record.Where() + record.HowBig());
+}
+
+template <class Record> bool ReadAll(Record& record, const Bytes& bytes) {
+    const unsigned char* data = bytes.data();
+    unsigned long remaining = bytes.size();
+    return record.Read(data, remaining);
+}
+
+TEST(SMBNFSRecords, RequestsCarryTheirCommandsText) {
+    struct Row {
+        uint32_t command;
+        Bytes expected;
+    } rows[] = {
+        {101, {0, 0, 0, 101, 'u', 0, 0, 0, 'm', 0, 0, 0}},
+        {102, {0, 0, 0, 102, 'u', 0, 0, 0, 'c', 0, 0, 0}},
+        {103, {0, 0, 0, 103, 'u', 0, 0, 0}},
+        {104, {0, 0, 0, 104, 'u', 0, 0, 0}},
+        {105, {0, 0, 0, 105, 'u', 0, 0, 0, 'd', 0, 0, 0}},
+        {106, {0, 0, 0, 106, 'u', 0, 0, 0}},
+        {7, {0, 0, 0, 7, 'u', 0, 0, 0}},
+    };
+    for (const Row& row : rows) {
+        ZrSMBNFSRequest request(row.command);
+        request.user("u");
+        request.machine("m");
+        request.config("c");
+        request.display("d");
+        EXPECT_EQ(Packed(request), row.expected) << row.command;
+        ZrSMBNFSRequest back;
+        ASSERT_TRUE(ReadAll(back, row.expected)) << row.command;
+        EXPECT_EQ(back, request) << row.command;
+    }
+}
+
+TEST(SMBNFSRecords, StringsAreLittleEndianUnitsWithOneZeroUnit) {
+    ZrSMBNFSRequest request(kSMBNFSSetConfig);
+    request.user(ZrUniString(u"\u00e9\u20ac"));
+    EXPECT_EQ(Packed(request), (Bytes{0, 0, 0, 102, 0xE9, 0, 0xAC, 0x20, 0, 0, 0, 0}))
+        << "a config never given is the zero unit alone";
+    ZrControlString other(ZrUniString("ab"), kZrEncodingUtf8);
+    ZrSMBNFSRequest narrow(kSMBNFSGetConfig);
+    narrow.user(other);
+    EXPECT_EQ(Packed(narrow), (Bytes{0, 0, 0, 103, 'a', 'b', 0, 0})) << "another codeset, same terminator";
+}
+
+TEST(SMBNFSRecords, ResponsesOfEveryCommand) {
+    ZrSMBNFSSessionInfo plain;
+    plain.name("p");
+    ZrSMBNFSSessionInfo detailed;
+    detailed.name("q");
+    detailed.details({1, 2, 3, 4, 0x01020304});
+    ZrSMBNFSResponse::SessionList two;
+    two.Insert(plain);
+    two.Insert(detailed);
+
+    struct Row {
+        uint32_t command;
+        Bytes bytes;
+    } rows[] = {
+        {101, {0, 0, 0, 101, 'e', 0, 0, 0}},
+        {103, {0, 0, 0, 103, 'c', 0, 0, 0, 'e', 0, 0, 0}},
+        {104, {0, 0, 0, 104, 0, 0, 0, 2, 'p', 0, 0, 0, 0, 'q', 0, 0, 0, 1,   0, 0, 0,
+               1, 0, 0, 0,   2, 0, 0, 0, 3,   0, 0, 0, 4, 1,   2, 3, 4, 'e', 0, 0, 0}},
+        {105, {0, 0, 0, 105, 0, 0, 0, 2, 'd', 0, 0, 0, 'e', 0, 0, 0}},
+        {106, {0, 0, 0, 106, 0, 0, 0, 9, 'e', 0, 0, 0}},
+        {200, {0, 0, 0, 200, 'e', 0, 0, 0}},
+    };
+    for (const Row& row : rows) {
+        ZrSMBNFSResponse response(row.command);
+        response.config("c");
+        response.sessions(two);
+        response.result(row.command == 105 ? 2 : 9);
+        response.display("d");
+        response.error("e");
+        EXPECT_EQ(Packed(response), row.bytes) << row.command;
+        ZrSMBNFSResponse back;
+        ASSERT_TRUE(ReadAll(back, row.bytes)) << row.command;
+        EXPECT_TRUE(back.IsValid());
+        EXPECT_EQ(back, response) << row.command;
+        EXPECT_EQ(back.error().Text().AsUtf8(), "e");
+    }
+}
+
+TEST(SMBNFSRecords, EmptySessionListIsItsCountAlone) {
+    ZrSMBNFSResponse response(kSMBNFSListSessions);
+    EXPECT_EQ(Packed(response), (Bytes{0, 0, 0, 104, 0, 0, 0, 0, 0, 0}));
+    ZrSMBNFSResponse back;
+    ASSERT_TRUE(ReadAll(back, Packed(response)));
+    EXPECT_EQ(back.sessions().Count(), 0u);
+}
+
+TEST(SMBNFSRecords, ShortResponsesAreInvalid) {
+    const Bytes rows[] = {
+        {0, 0, 0},                                         // no command
+        {0, 0, 0, 101, 'e', 0},                            // error without its zero unit
+        {0, 0, 0, 101, 'e', 0, 0},                         // zero unit cut in half
+        {0, 0, 0, 103, 'c', 0, 0, 0},                      // config but no error
+        {0, 0, 0, 104, 0, 0, 0, 1, 'p', 0, 0, 0, 0, 0},    // count 1, entry, no error
+        {0, 0, 0, 104, 0, 0, 0, 2, 'p', 0, 0, 0, 0, 0, 0}, // count 2, one entry
+        {0, 0, 0, 104, 0, 0, 0, 1, 'q', 0, 0, 0, 1, 0, 0}, // details cut short
+        {0, 0, 0, 105, 0, 0, 0, 2},                        // no display
+        {0, 0, 0, 106, 0, 0},                              // result cut short
+    };
+    for (const Bytes& bytes : rows) {
+        ZrSMBNFSResponse response;
+        response.command(101);
+        EXPECT_FALSE(ReadAll(response, bytes)) << bytes.size() << " bytes";
+        EXPECT_FALSE(response.IsValid());
+    }
+}
+
+TEST(SMBNFSRecords, SessionEntryWithoutDetailsIsNameAndZeroByte) {
+    ZrSMBNFSSessionInfo entry;
+    entry.name("pc");
+    EXPECT_EQ(Packed(entry), (Bytes{'p', 0, 'c', 0, 0, 0, 0}));
+    ZrSMBNFSSessionInfo withDetails = entry;
+    withDetails.details({0, 0, 0, 0, 0});
+    EXPECT_NE(entry, withDetails);
+    EXPECT_EQ(withDetails.HowBig(), 27u);
+}
+
+} // namespace

@@ -1,0 +1,310 @@
+// Byte-level behaviour of the converters: invalid and truncated input for every multi-byte family,
+// recovery, byte order marks, ISO-2022-JP shifts, failure positions, and the string entry points.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "foundation/codeset/zrcodesetconverter.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string Bytes(const ZrByteBuffer& b) {
+    return std::string(reinterpret_cast<const char*>(b.Data()), b.Length());
+}
+
+ZrUniString Units(std::u16string_view s) {
+    return ZrUniString(s);
+}
+
+struct Decoded {
+    bool ok;
+    std::u16string text;
+    ZrCodesetInfo info;
+};
+
+Decoded Decode(unsigned id, const std::string& bytes, unsigned options = 0) {
+    ZrUniString s;
+    Decoded d;
+    d.ok = ZrCodesetConverter::GetConverter(id).from(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                                     bytes.size(), s, &d.info, options);
+    d.text = std::u16string(s.View());
+    return d;
+}
+
+// Malformed input per family: each row fails strictly at `position`, and with recovery gives `text`.
+struct BadInput {
+    unsigned id;
+    const char* what;
+    std::string bytes;
+    uint64_t position;
+    std::u16string recovered;
+};
+
+const BadInput kBadInputs[] = {
+    // Big5
+    {0, "lead byte at the end", "a\xA4", 1, u"a\uFFFD"},
+    {0, "trail byte out of range", "\xA4\x30x", 0, u"\uFFFD0x"},
+    {0, "byte that starts nothing", "\xA0\xFF", 0, u"\uFFFD\uFFFD"},
+    {0, "well-formed but unmapped", "\xA3\xF0z", 0, u"\uFFFDz"},
+    // GB2312
+    {32, "lead byte at the end", "\xB0\xA1\xB0", 2, u"\u554A\uFFFD"},
+    {32, "ASCII after a lead byte",
+     "\xB0"
+     "A",
+     0,
+     u"\uFFFD"
+     "A"},
+    {32, "unmapped row", "\xAA\xA1", 0, u"\uFFFD"},
+    // GB18030
+    {31, "80 is no lead byte", "\x80", 0, u"\uFFFD"},
+    {31, "FF is no lead byte", "\xFF", 0, u"\uFFFD"},
+    {31, "two-byte code cut short", "\x81", 0, u"\uFFFD"},
+    {31, "four-byte code cut after two", "\x81\x30", 0,
+     u"\uFFFD"
+     "0"},
+    {31, "four-byte code cut after three", "\x81\x30\x81", 0,
+     u"\uFFFD"
+     "0\uFFFD"},
+    {31, "bad third byte", "\x81\x30\x20\x30", 0,
+     u"\uFFFD"
+     "0 0"},
+    {31, "BMP four-byte code past U+FFFF", "\x84\x31\xA5\x30", 0, u"\uFFFD"},
+    {31, "gap between BMP and the planes", "\x85\x30\x81\x30", 0, u"\uFFFD"},
+    {31, "four-byte code past U+10FFFF", "\xE3\x32\x9A\x36", 0, u"\uFFFD"},
+    {31, "trail 7F", "\x81\x7F", 0, u"\uFFFD\x7F"},
+    // Shift-JIS
+    {34, "lead byte at the end", "\x82", 0, u"\uFFFD"},
+    {34, "trail byte out of range", "\x82\x20", 0, u"\uFFFD "},
+    {34, "unmapped lead F0", "\xF0\x40", 0, u"\uFFFD@"},
+    {34, "80 is nothing", "\x80", 0, u"\uFFFD"},
+    // EUC-JP
+    {35, "half-width kana cut short", "\x8E", 0, u"\uFFFD"},
+    {35, "8E followed by a non-kana byte", "\x8E\xE0", 0, u"\uFFFD\uFFFD"},
+    {35, "JIS X 0212 cut after two bytes", "\x8F\xB0", 0, u"\uFFFD\uFFFD"},
+    {35, "JIS X 0212 unmapped", "\x8F\xA1\xA1", 0, u"\uFFFD"},
+    {35, "JIS X 0208 cut short", "\xA4", 0, u"\uFFFD"},
+    {35, "JIS X 0208 unmapped", "\xA9\xA1", 0, u"\uFFFD"},
+    // ISO-2022-JP
+    {36, "eight-bit byte", "a\xA4", 1, u"a\uFFFD"},
+    {36, "unknown escape", "\x1B(Ia", 0, u"\uFFFD(Ia"},
+    {36, "escape cut short", "\x1B$", 0, u"\uFFFD$"},
+    {36, "kanji cut short", "\x1B$B\x30", 3, u"\uFFFD"},
+    {36, "kanji unmapped", "\x1B$B\x29\x21\x1B(B", 3, u"\uFFFD"},
+    // UTF-16
+    {39, "odd byte",
+     "\x00"
+     "a\x00"s,
+     2, u"a\uFFFD"},
+    {39, "lone low surrogate",
+     "\xDC\x00\x00"
+     "a"s,
+     0,
+     u"\uFFFD"
+     "a"},
+    {39, "high surrogate at the end", "\xD8\x00"s, 0, u"\uFFFD"},
+    {40, "high surrogate before a letter",
+     "\x00\xD8"
+     "a\x00"s,
+     0,
+     u"\uFFFD"
+     "a"},
+    // UTF-8
+    {42, "overlong", "\xC0\xAF", 0, u"\uFFFD\uFFFD"},
+    {42, "encoded surrogate", "\xED\xA0\x80", 0, u"\uFFFD\uFFFD\uFFFD"},
+    {42, "cut short", "a\xE3\x81", 1, u"a\uFFFD\uFFFD"},
+    // Single-byte pages and ASCII
+    {1, "eight-bit byte", "a\x80", 1, u"a\uFFFD"},
+    {38, "TIS-620 hole", "\xDB", 0, u"\uFFFD"},
+    {43, "no encoding", "a", 0, u""},
+};
+
+TEST(CodesetBytes, RejectsMalformedAndTruncatedInput) {
+    for (const BadInput& row : kBadInputs) {
+        SCOPED_TRACE(std::string(ZrCodesetConverter::GetEncodingName(row.id)
+                                     ? ZrCodesetConverter::GetEncodingName(row.id)
+                                     : "none") +
+                     ": " + row.what);
+        Decoded strict = Decode(row.id, row.bytes);
+        EXPECT_FALSE(strict.ok);
+        EXPECT_EQ(strict.info.errorPosition, row.position);
+        ZrCodesetInfo info;
+        EXPECT_FALSE(ZrCodesetConverter::ValidateFrom(row.bytes.data(), row.bytes.size(), &info, row.id, 0));
+        EXPECT_EQ(info.errorPosition, row.position);
+        if (row.id == 43)
+            continue;
+        Decoded recovered = Decode(row.id, row.bytes, kZrEncOptionRecoverable);
+        EXPECT_TRUE(recovered.ok);
+        EXPECT_EQ(recovered.text, row.recovered);
+        EXPECT_GE(recovered.info.failures, 1u);
+    }
+}
+
+// Byte-exact encodings of short texts.
+struct Encoded {
+    unsigned id;
+    std::u16string text;
+    unsigned options;
+    std::string bytes;
+};
+
+const Encoded kEncodings[] = {
+    {0, u"A\u4E00\u2550", 0, "A\xA4\x40\xA2\xA4"},
+    {32, u"\u554A\u3000", 0, "\xB0\xA1\xA1\xA1"},
+    {31, u"\u20AC\u00A5\U00010000\U0010FFFF\U00020087\uE7C7", 0,
+     "\xA2\xE3\x81\x30\x84\x36\x90\x30\x81\x30\xE3\x32\x9A\x35\xFE\x51\x81\x35\xF4\x37"},
+    {34, u"\u00A5\u203E\uFF71\u3042\u6F22", 0, "\x5C\x7E\xB1\x82\xA0\x8A\xBF"},
+    {35, u"\uFF71\u3042\u4E9C\u4E02\u00A6", 0, "\x8E\xB1\xA4\xA2\xB0\xA1\x8F\xB0\xA1\x8F\xA2\xC3"},
+    {36, u"a\u3042b", 0, "a\x1B$B\x24\x22\x1B(Bb"},
+    {36, u"\u3042\u3044", 0, "\x1B$B\x24\x22\x24\x24\x1B(B"},
+    {36, u"\u00A5a\\", 0,
+     "\x1B(J\x5C"
+     "a\x1B(B\\"},
+    {36, u"\u3042\n", 0, "\x1B$B\x24\x22\x1B(B\n"},
+    {39, u"A\U0001F600", 0,
+     std::string("\x00"
+                 "A\xD8\x3D\xDE\x00",
+                 6)},
+    {40, u"A\U0001F600", 0, std::string("A\x00\x3D\xD8\x00\xDE", 6)},
+    {39, u"A", kZrEncOptionAddByteOrderMarker,
+     std::string("\xFE\xFF\x00"
+                 "A",
+                 4)},
+    {40, u"A", kZrEncOptionAddByteOrderMarker,
+     std::string("\xFF\xFE"
+                 "A\x00",
+                 4)},
+    {42, u"A", kZrEncOptionAddByteOrderMarker,
+     "\xEF\xBB\xBF"
+     "A"},
+    {33, u"A", kZrEncOptionAddByteOrderMarker, "A"},
+    {5, u"Hello", 0, "\xC8\x85\x93\x93\x96"},
+    {37, u"\u041F\u0440", 0, "\xF0\xD2"},
+    // Recovery writes the escape in the target encoding itself.
+    {1, u"a\u00E9b", kZrEncOptionRecoverable, "a\\u00E9b"},
+    {5, u"\u20AC", kZrEncOptionRecoverable, "\xE0\xA4\xF2\xF0\xC1\xC3"},
+    {36, u"\u3042\u00E9", kZrEncOptionRecoverable, "\x1B$B\x24\x22\x1B(B\\u00E9"},
+    {0, u"\U0001F600", kZrEncOptionRecoverable, "\\uD83D\\uDE00"},
+    {34, u"\u00E9", kZrEncOptionRecoverable, "\x5Cu00E9"},
+    {42, u"\xD800x", kZrEncOptionRecoverable, "\\uD800x"},
+    {39, std::u16string(u"\xDC00"), kZrEncOptionRecoverable,
+     std::string("\x00\\\x00u\x00"
+                 "D\x00"
+                 "C\x00"
+                 "0\x00"
+                 "0",
+                 12)},
+};
+
+TEST(CodesetBytes, EncodesByteForByte) {
+    for (const Encoded& row : kEncodings) {
+        SCOPED_TRACE(std::string(ZrCodesetConverter::GetEncodingName(row.id)) + " #" +
+                     std::to_string(&row - kEncodings));
+        ZrByteBuffer out;
+        EXPECT_TRUE(Units(row.text).AsEncoding(row.id, row.options, out));
+        EXPECT_EQ(Bytes(out), row.bytes);
+        if (!(row.options & kZrEncOptionRecoverable)) {
+            ZrUniString back;
+            EXPECT_TRUE(back.CreateFrom(out.Data(), out.Length(), row.id, 0));
+            EXPECT_EQ(std::u16string(back.View()), row.text);
+        }
+    }
+}
+
+TEST(CodesetBytes, ReportsWhereEncodingFails) {
+    ZrCodesetInfo info;
+    ZrUniString text = Units(u"ab\u00E9c\u4E00");
+    EXPECT_FALSE(ZrCodesetConverter::ValidateTo(text, &info, 1, 0));
+    EXPECT_EQ(info.errorPosition, 2u);
+    ZrByteBuffer out;
+    ZrCodesetInfo counted;
+    EXPECT_TRUE(ZrCodesetConverter::GetConverter(1).to(text.Units(), text.Length(), out, &counted,
+                                                       kZrEncOptionRecoverable));
+    EXPECT_EQ(counted.errorPosition, 2u);
+    EXPECT_EQ(counted.failures, 2u);
+    EXPECT_TRUE(text.AsEncoding(1, 0).IsEmpty()) << "a strict failure gives no bytes";
+    EXPECT_TRUE(ZrCodesetConverter::ValidateTo(text, nullptr, 42, 0));
+    EXPECT_FALSE(ZrCodesetConverter::ValidateTo(text, nullptr, 43, 0));
+}
+
+TEST(CodesetBytes, DropsALeadingByteOrderMark) {
+    struct Row {
+        unsigned id;
+        std::string bytes;
+        std::u16string text;
+    } rows[] = {
+        {39,
+         std::string("\xFE\xFF\x00"
+                     "A",
+                     4),
+         u"A"},
+        {39,
+         std::string("\xFF\xFE\x00"
+                     "A",
+                     4),
+         u"\uFFFE"
+         "A"},
+        {40,
+         std::string("\xFF\xFE"
+                     "A\x00",
+                     4),
+         u"A"},
+        {41,
+         std::string("\xFE\xFF\x00"
+                     "A",
+                     4),
+         u"A"},
+        {41,
+         std::string("\xFF\xFE"
+                     "A\x00",
+                     4),
+         u"A"},
+        {42,
+         "\xEF\xBB\xBF"
+         "A\xEF\xBB\xBF",
+         u"A\uFEFF"},
+    };
+    for (const Row& row : rows) {
+        Decoded d = Decode(row.id, row.bytes);
+        EXPECT_TRUE(d.ok) << row.id;
+        EXPECT_EQ(d.text, row.text) << row.id;
+    }
+}
+
+TEST(CodesetBytes, ReadsIso2022JpShifts) {
+    struct Row {
+        std::string bytes;
+        std::u16string text;
+    } rows[] = {
+        {"\x1B$B\x24\x22\x1B(B", u"\u3042"},
+        {"\x1B$@\x24\x22", u"\u3042"},
+        {"\x1B(J\x5C\x7E"
+         "a",
+         u"\u00A5\u203E"
+         "a"},
+        {"\x1B$B\x24\x22\n\x24\x24", u"\u3042\n\u3044"},
+        {"\x1B(B\x1B(B", u""},
+    };
+    for (const Row& row : rows) {
+        Decoded d = Decode(36, row.bytes);
+        EXPECT_TRUE(d.ok);
+        EXPECT_EQ(d.text, row.text);
+    }
+}
+
+TEST(CodesetBytes, StringEntryPoints) {
+    ZrUniString s;
+    EXPECT_TRUE(s.CreateFrom("\xA4\xA2\xA4\xA4", 4, 35, 0));
+    EXPECT_EQ(std::u16string(s.View()), u"\u3042\u3044");
+    EXPECT_FALSE(s.CreateFrom("\xA4", 1, 35, 0));
+    EXPECT_TRUE(s.CreateFrom("caf\xE9", 4, 33, 0));
+    EXPECT_EQ(s, ZrUniString("caf\xC3\xA9"));
+    EXPECT_FALSE(s.CreateFrom("x", 1, 43, 0));
+    EXPECT_TRUE(ZrUniString::IsValid(ZrByteBuffer("\x82\xA0", 2), 34, 0));
+    EXPECT_FALSE(ZrUniString::IsValid(ZrByteBuffer("\x82", 1), 34, 0));
+    EXPECT_EQ(Bytes(ZrUniString("\xE2\x82\xAC").AsEncoding(9, 0)), "\x80");
+    EXPECT_TRUE(ZrUniString("\xE2\x82\xAC").AsEncoding(33, 0).IsEmpty());
+}
+
+} // namespace

@@ -1,0 +1,46 @@
+// ZrDNS: resolution through the system resolver and the name cache.
+#include "net/zrdns.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(DNS, ResolvesLocalhostAndDottedAddresses) {
+    ZrDList<ZrInetAddr> list;
+    ASSERT_TRUE(ZrDNS::GetAddressList("LocalHost", list, true));
+    ASSERT_GE(list.Count(), 1u);
+    EXPECT_TRUE(list.Contains(ZrInetAddr::AddressLoopback()));
+
+    ZrDList<ZrInetAddr> dotted;
+    ASSERT_TRUE(ZrDNS::GetAddressList("10.9.8.7", dotted, false));
+    ASSERT_EQ(dotted.Count(), 1u);
+    EXPECT_EQ(dotted[0], ZrInetAddr(10, 9, 8, 7));
+}
+
+TEST(DNS, UnknownNamesFailAndLeaveTheList) {
+    ZrDList<ZrInetAddr> list;
+    list.Insert(ZrInetAddr(1, 2, 3, 4));
+    EXPECT_FALSE(ZrDNS::GetAddressList("no-such-host.invalid", list, false));
+    EXPECT_FALSE(ZrDNS::GetAddressList("", list, false));
+    EXPECT_EQ(list.Count(), 1u);
+}
+
+TEST(DNS, CacheAnswersUntilTheLifetimeEnds) {
+    ZrDNSCache cache(10);
+    std::vector<ZrInetAddr> stored = {ZrInetAddr(1, 1, 1, 1)};
+    cache.Store("name", 100, stored);
+    std::vector<ZrInetAddr> found;
+    EXPECT_TRUE(cache.Find("name", 109, found));
+    EXPECT_EQ(found, stored);
+    EXPECT_FALSE(cache.Find("name", 110, found));
+    EXPECT_FALSE(cache.Find("other", 100, found));
+
+    // Names are kept lower-cased, so any spelling finds the entry stored for another.
+    ZrDNS::Cache().Store("made-up-name.test", std::time(nullptr), stored);
+    ZrDList<ZrInetAddr> list;
+    ASSERT_TRUE(ZrDNS::GetAddressList("Made-Up-Name.TEST", list, false));
+    EXPECT_EQ(list[0], ZrInetAddr(1, 1, 1, 1));
+    EXPECT_FALSE(ZrDNS::GetAddressList("Made-Up-Name.TEST", list, true)) << "refresh skips the cache";
+}
+
+} // namespace

@@ -1,0 +1,191 @@
+// ZrSocket over real loopback sockets: results of message reads and writes, binding with retries,
+// type of service and failure traces.
+#include "net/zrsocket.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+namespace {
+
+ZrInetAddr Loopback(unsigned port = 0) {
+    ZrInetAddr address = ZrInetAddr::AddressLoopback();
+    address.Port(port);
+    return address;
+}
+
+// A bound datagram socket and its address.
+struct Bound {
+    Bound() {
+        EXPECT_TRUE(socket.Bind(Loopback(), ZrSocket::datagram, false, 0, false));
+        EXPECT_TRUE(socket.LocalAddress(address));
+    }
+    ZrSocket socket;
+    ZrInetAddr address;
+};
+
+TEST(Socket, MessagesReportCompleteAndEndOfFile) {
+    Bound a, b;
+    EXPECT_NE(a.address.GetPort(), 0u);
+    long written = -1;
+    EXPECT_EQ(a.socket.WriteMessage("hello", 5, written, b.address), ZrSocket::messageComplete);
+    EXPECT_EQ(written, 5);
+    char area[16];
+    long got = 0;
+    ZrInetAddr from;
+    EXPECT_EQ(b.socket.ReadMessage(area, sizeof area, got, from), ZrSocket::messageComplete);
+    EXPECT_EQ(got, 5);
+    EXPECT_EQ(std::string(area, 5), "hello");
+    EXPECT_EQ(from, a.address);
+
+    EXPECT_EQ(a.socket.WriteMessage("", 0, written, b.address), ZrSocket::messageComplete);
+    EXPECT_EQ(b.socket.ReadMessage(area, sizeof area, got, from), ZrSocket::messageEndOfFile);
+    EXPECT_EQ(got, 0);
+}
+
+TEST(Socket, FailuresReadLikeTheFailedCall) {
+    ZrSocket closed;
+    long written = 0;
+    EXPECT_EQ(closed.WriteMessage("x", 1, written, Loopback(9)), ZrSocket::messageFailed);
+    EXPECT_EQ(closed.LastErrno(), EBADF);
+    EXPECT_EQ(closed.LastError().Reason().AsUtf8(), "sendto(-1,1,0,127.0.0.1:9,16): (9) Bad file descriptor");
+
+    struct Row {
+        bool (*call)(ZrSocket&);
+        const char* reason;
+    } rows[] = {
+        {[](ZrSocket& s) { return s.SetTransmitBufferSize(5); },
+         "setsockopt(-1,SOL_SOCKET(1),SO_SNDBUF(7),(char*)(int 5),4): (9) Bad file descriptor"},
+        {[](ZrSocket& s) { return s.SetReceiveBufferSize(6); },
+         "setsockopt(-1,SOL_SOCKET(1),SO_RCVBUF(8),(char*)(int 6),4): (9) Bad file descriptor"},
+        {[](ZrSocket& s) { return s.SetDelay(true); },
+         "setsockopt(-1,IPPROTO_TCP(6),TCP_NODELAY(1),(char*)(int 1),4): (9) Bad file descriptor"},
+        {[](ZrSocket& s) { return s.SetKeepAlive(true); },
+         "setsockopt(-1,SOL_SOCKET(1),SO_KEEPALIVE(9),(char*)(int (1)),4): (9) Bad file descriptor"},
+        {[](ZrSocket& s) { return s.SetLinger(true, 5); },
+         "setsockopt(-1,SOL_SOCKET(1),SO_LINGER(13),(char*)(struct linger {1,5}),8): (9) Bad file "
+         "descriptor"},
+        {[](ZrSocket& s) { return s.SetBroadcast(false); },
+         "setsockopt(-1,SOL_SOCKET(1),SO_BROADCAST(6),(char*)(int (0)),4): (9) Bad file descriptor"},
+        {[](ZrSocket& s) { return s.Listen(5); }, "listen(-1,5): (9) Bad file descriptor"},
+        {[](ZrSocket& s) { return s.AcceptFrom(-1); }, "accept(-1,0,0): (9) Bad file descriptor"},
+        {[](ZrSocket& s) {
+             ZrInetAddr a;
+             return s.RemoteAddress(a);
+         },
+         "getpeername(-1,0,struct sockaddr_in*,int*(16)): (9) Bad file descriptor"},
+    };
+    for (const Row& row : rows) {
+        ZrSocket socket;
+        EXPECT_FALSE(row.call(socket)) << row.reason;
+        EXPECT_EQ(socket.LastError().Reason().AsUtf8(), row.reason);
+    }
+}
+
+TEST(Socket, ConnectFailureNamesTheAddress) {
+    // Nothing listens on a port we just bound and released.
+    ZrInetAddr free;
+    {
+        ZrSocket probe;
+        ASSERT_TRUE(probe.Bind(Loopback(), ZrSocket::stream, false, 0, false));
+        ASSERT_TRUE(probe.LocalAddress(free));
+    }
+    ZrSocket socket;
+    EXPECT_FALSE(socket.Connect(free));
+    EXPECT_EQ(socket.LastErrno(), ECONNREFUSED);
+    std::string expected = "connect(" + std::to_string(socket.Descriptor()) + "," +
+                           free.AsString(true).AsUtf8() + ",16): (111) Connection refused";
+    EXPECT_EQ(socket.LastError().Reason().AsUtf8(), expected);
+}
+
+TEST(Socket, TypeOfServiceOnlyWithTheEnvironmentVariable) {
+    unsetenv("WEX_SET_IP_TOS");
+    ZrSocket closed;
+    // Without the variable nothing is called, so even a socket without descriptor succeeds.
+    for (auto type : {ZrSocket::minimumCost, ZrSocket::lowDelay, ZrSocket::reliability, ZrSocket::throughput})
+        EXPECT_TRUE(closed.SetTypeOfService(type));
+    EXPECT_EQ(closed.LastErrno(), 0);
+
+    setenv("WEX_SET_IP_TOS", "", 1);
+    EXPECT_FALSE(closed.SetTypeOfService(ZrSocket::lowDelay));
+    EXPECT_EQ(closed.LastError().Reason().AsUtf8(),
+              "setsockopt(-1,IPPROTO_IP(0),IP_TOS(1),(char*)(int 16),4): (9) Bad file descriptor");
+    EXPECT_TRUE(closed.SetTypeOfService(static_cast<ZrSocket::serviceType>(4)))
+        << "unknown types change nothing";
+
+    struct Row {
+        ZrSocket::serviceType type;
+        int tos;
+    } rows[] = {{ZrSocket::minimumCost, 0x02},
+                {ZrSocket::lowDelay, 0x10},
+                {ZrSocket::reliability, 0x04},
+                {ZrSocket::throughput, 0x08}};
+    Bound bound;
+    for (const Row& row : rows) {
+        ASSERT_TRUE(bound.socket.SetTypeOfService(row.type));
+        int value = -1;
+        socklen_t length = sizeof value;
+        ASSERT_EQ(getsockopt(bound.socket.Descriptor(), IPPROTO_IP, IP_TOS, &value, &length), 0);
+        EXPECT_EQ(value, row.tos);
+    }
+    unsetenv("WEX_SET_IP_TOS");
+}
+
+TEST(Socket, BufferSizesCanBeRaised) {
+    Bound bound;
+    ASSERT_TRUE(bound.socket.SetReceiveBufferSize(65536));
+    EXPECT_GE(bound.socket.GetReceiveBufferSize(), 65536u);
+    ASSERT_TRUE(bound.socket.SetTransmitBufferSize(65536));
+    EXPECT_GE(bound.socket.GetTransmitBufferSize(), 65536u);
+}
+
+TEST(Socket, AddressInUseWithoutRetriesFailsAtOnceAndQuietly) {
+    Bound holder;
+    ZrSocket second;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(second.Bind(holder.address, ZrSocket::datagram, false, 0, false));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(second.LastErrno(), EADDRINUSE);
+    EXPECT_EQ(second.LastError().Call().AsUtf8(), "bind");
+}
+
+TEST(Socket, VerboseBindReportsItsRetries) {
+    Bound holder;
+    ZrSocket second;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(second.Bind(holder.address, ZrSocket::datagram, false, 1, true));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A socket is still in use, attempting 1 retries....\n");
+
+    // The holder goes away during the wait: the second attempt binds.
+    ZrSocket third;
+    std::thread release([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        holder.socket.Close();
+    });
+    testing::internal::CaptureStderr();
+    bool bound = third.Bind(holder.address, ZrSocket::datagram, false, 3, true);
+    release.join();
+    EXPECT_TRUE(bound);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A socket is still in use, attempting 3 retries...\n");
+}
+
+TEST(Socket, LocalPathsBindAndConnect) {
+    std::string path = "/tmp/zrsocket-test-" + std::to_string(getpid());
+    unlink(path.c_str());
+    ZrSocket server;
+    ASSERT_TRUE(server.Bind(ZrSocketAddress(ZrUniString(path.c_str())), ZrSocket::stream, false, 0, false));
+    ASSERT_TRUE(server.Listen(1));
+    ZrSocket client;
+    ASSERT_TRUE(client.makesock(AF_UNIX, SOCK_STREAM));
+    EXPECT_TRUE(client.Connect(ZrSocketAddress(ZrUniString(path.c_str()))));
+    ZrSocket accepted;
+    EXPECT_TRUE(accepted.AcceptFrom(server.Descriptor()));
+    ZrUniString why;
+    EXPECT_TRUE(client.ConnectionComplete(why));
+    unlink(path.c_str());
+}
+
+} // namespace

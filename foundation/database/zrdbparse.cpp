@@ -1,0 +1,290 @@
+#include "foundation/database/zrdbparse.h"
+
+namespace {
+
+enum State {
+    kBetween = 0,
+    kKey = 2,
+    kKeyEscape = 3,
+    kAfterEquals = 4,
+    kValues = 5,
+    kAfterBrace = 6,
+    kValue = 7,
+    kValueEscape = 8
+};
+
+void AppendAscii(ZrUniString& out, const char* text) {
+    ZrUniChar units[64];
+    uint32_t n = 0;
+    while (text[n])
+        units[n] = ZrUniChar(static_cast<unsigned char>(text[n])), ++n;
+    out.Append(units, n);
+}
+
+void AppendDecimal(ZrUniString& out, uint64_t value) {
+    ZrUniChar digits[20];
+    uint32_t n = 0;
+    do {
+        digits[19 - n++] = ZrUniChar(u'0' + value % 10);
+        value /= 10;
+    } while (value);
+    out.Append(digits + 20 - n, n);
+}
+
+const char* Expected(int state) {
+    switch (state) {
+    case 1:
+        return "\"[\"";
+    case kKey:
+    case kKeyEscape:
+        return "\"=\"";
+    case kAfterEquals:
+        return "\"{\"";
+    case kValues:
+        return "\"(\" or \"}\"";
+    case kAfterBrace:
+        return "\"]\"";
+    default:
+        return "\")\"";
+    }
+}
+
+} // namespace
+
+void ZrDBParse::Begin(const ZrUniString& text, int tag) {
+    m_text = text;
+    m_units = m_text.Units();
+    m_length = m_text.Length();
+    m_index = 0;
+    m_line = 1;
+    m_char = 1;
+    m_tag = tag;
+    m_error = 0;
+}
+
+bool ZrDBParse::SkipHeader() {
+    bool skipped = false;
+    while (m_index + 1 < m_length && m_units[m_index] == u'#' && m_units[m_index + 1] == u'#') {
+        // Deliberately counted into the character number only: header lines never advance the line
+        // number, so positions after a header report the header's characters on line 1.
+        uint32_t end = m_index;
+        while (end < m_length && m_units[end] != u'\n')
+            ++end;
+        end = end < m_length ? end + 1 : m_length;
+        m_char += end - m_index;
+        m_index = end;
+        skipped = true;
+    }
+    return skipped;
+}
+
+bool ZrDBParse::SkipIrrelevant(ZrUniString& collected) {
+    collected = ZrUniString();
+    uint32_t begin = m_index;
+    // Characters are collected in runs [run, m_index); a line feed that is dropped ends a run.
+    uint32_t run = m_index;
+    bool empty = true;
+    bool endsInLineFeed = false;
+    while (m_index < m_length) {
+        ZrUniChar c = m_units[m_index];
+        if (c == u'\t' || c == u'\r' || c == u' ') {
+            ++m_index;
+            ++m_char;
+            empty = false;
+            endsInLineFeed = false;
+        } else if (c == u'\n') {
+            // Leading line feeds are dropped and runs of empty lines collapse to one line feed.
+            if (empty || endsInLineFeed) {
+                collected.Append(m_units + run, m_index - run);
+                run = m_index + 1;
+            }
+            endsInLineFeed = true;
+            ++m_index;
+            ++m_line;
+            m_char = 1;
+        } else if (c == u'#') {
+            while (m_index < m_length && m_units[m_index] != u'\n') {
+                ++m_index;
+                ++m_char;
+            }
+            empty = false;
+            endsInLineFeed = false;
+        } else {
+            break;
+        }
+    }
+    collected.Append(m_units + run, m_index - run);
+    return m_index != begin;
+}
+
+void ZrDBParse::ReadRun(ZrUniString& into, ZrUniChar stop) {
+    uint32_t start = m_index;
+    while (m_index < m_length) {
+        ZrUniChar c = m_units[m_index];
+        if (c == stop || c == u'\\')
+            break;
+        if (c == u'\n') {
+            ++m_line;
+            m_char = 1;
+        } else {
+            ++m_char;
+        }
+        ++m_index;
+    }
+    into.Append(m_units + start, m_index - start);
+}
+
+bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
+    Begin(text, tag);
+    ZrUniString key, value, scratch;
+    // Replaced only by the skip between entries and deliberately never cleared: an entry whose "["
+    // follows the previous "]" directly gets the previous entry's comment again.
+    ZrUniString pending;
+    int state = kBetween;
+    for (;;) {
+        switch (state) {
+        case kBetween:
+            SkipHeader();
+            if (SkipIrrelevant(scratch)) {
+                pending = scratch;
+                continue;
+            }
+            if (AtEnd())
+                return true;
+            if (Current() != u'[')
+                return Fail(1);
+            Consume();
+            key = ZrUniString();
+            state = kKey;
+            break;
+        case kKey:
+            ReadRun(key, u'=');
+            if (AtEnd())
+                return Fail(kKey);
+            state = Current() == u'=' ? kAfterEquals : kKeyEscape;
+            Consume();
+            break;
+        case kKeyEscape:
+        case kValueEscape:
+            // Any character may follow a backslash and is taken literally.
+            if (AtEnd())
+                return Fail(state);
+            (state == kKeyEscape ? key : value).Append(Current());
+            Consume();
+            state = state == kKeyEscape ? kKey : kValue;
+            break;
+        case kAfterEquals:
+            SkipIrrelevant(scratch);
+            if (AtEnd() || Current() != u'{')
+                return Fail(kAfterEquals);
+            Consume();
+            db.ClearKey(key);
+            db.Comment(key, pending);
+            db.Tag(key, m_tag);
+            state = kValues;
+            break;
+        case kValues:
+            SkipIrrelevant(scratch);
+            if (AtEnd())
+                return Fail(kValues);
+            if (Current() == u'(') {
+                value = ZrUniString();
+                state = kValue;
+            } else if (Current() == u'}') {
+                state = kAfterBrace;
+            } else {
+                return Fail(kValues);
+            }
+            Consume();
+            break;
+        case kAfterBrace:
+            SkipIrrelevant(scratch);
+            if (AtEnd() || Current() != u']')
+                return Fail(kAfterBrace);
+            Consume();
+            state = kBetween;
+            break;
+        case kValue:
+            ReadRun(value, u')');
+            if (AtEnd())
+                return Fail(kValue);
+            if (Current() == u')') {
+                db.AppendValue(key, value);
+                state = kValues;
+            } else {
+                state = kValueEscape;
+            }
+            Consume();
+            break;
+        }
+    }
+}
+
+ZrUniString ZrDBParse::ErrorString() const {
+    if (m_error == 0)
+        return ZrUniString("Success");
+    ZrUniString text;
+    AppendAscii(text, "Error: found \"");
+    if (m_index < m_length)
+        text.Append(m_units[m_index]);
+    else
+        AppendAscii(text, "(EOF)");
+    AppendAscii(text, "\" at character ");
+    AppendDecimal(text, m_char);
+    AppendAscii(text, " in line ");
+    AppendDecimal(text, m_line);
+    AppendAscii(text, " whilst looking for ");
+    AppendAscii(text, Expected(m_error));
+    return text;
+}
+
+ZrUniString ZrDBParse::Quote(const ZrUniString& text) {
+    ZrUniString out;
+    AppendQuoted(out, text);
+    return out;
+}
+
+void ZrDBParse::AppendQuoted(ZrUniString& out, const ZrUniString& text) {
+    // Keys and values share the rule, so a key's ")" and a value's "=" are escaped although the reader
+    // would not need it; the reader accepts an escape before any character.
+    const ZrUniChar* units = text.Units();
+    uint32_t length = text.Length();
+    uint32_t run = 0;
+    for (uint32_t i = 0; i < length; ++i) {
+        ZrUniChar c = units[i];
+        if (c == u')' || c == u'=' || c == u'\\') {
+            out.Append(units + run, i - run);
+            out.Append(ZrUniChar(u'\\'));
+            run = i;
+        }
+    }
+    out.Append(units + run, length - run);
+}
+
+void ZrDBParse::AppendEntry(ZrUniString& out, const ZrUniString& key, const ZrDBEntry& entry) {
+    out.Append(entry.Comment());
+    out.Append(ZrUniChar(u'['));
+    AppendQuoted(out, key);
+    out.Append(u"={", 2);
+    for (const ZrUniString& value : entry.ValueList()) {
+        out.Append(ZrUniChar(u'('));
+        AppendQuoted(out, value);
+        out.Append(ZrUniChar(u')'));
+    }
+    out.Append(u"}]\n", 3);
+}
+
+ZrUniString ZrDBParse::ToString(const ZrUniString& key, ZrDBEntry& entry) {
+    ZrUniString out;
+    AppendEntry(out, key, entry);
+    return out;
+}
+
+ZrUniString ZrDBParse::ToString(ZrDatabase& db, int tag) {
+    ZrUniString out;
+    ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
+    while (const ZrDatabase::Pair* pair = it.Next())
+        if (tag < 0 || pair->Value().Tag() == tag)
+            AppendEntry(out, pair->Key(), pair->Value());
+    return out;
+}

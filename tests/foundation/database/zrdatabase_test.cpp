@@ -1,0 +1,191 @@
+#include "foundation/database/zrdatabase.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> Strings(const ZrDList<ZrUniString>& list) {
+    std::vector<std::string> out;
+    for (const ZrUniString& s : list)
+        out.push_back(s.AsUtf8());
+    return out;
+}
+
+std::vector<std::string> Values(ZrDatabase& db, const char* key) {
+    ZrDList<ZrUniString> out;
+    db.ListValues(key, out);
+    return Strings(out);
+}
+
+std::set<std::string> Keys(const ZrDatabase& db) {
+    std::set<std::string> keys;
+    ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
+    while (ZrDatabase::Pair* p = it.Next())
+        keys.insert(p->Key().AsUtf8());
+    return keys;
+}
+
+TEST(ZrDatabase, CommentAndTagOnAbsentKeyChangeNothing) {
+    ZrDatabase db;
+    db.Comment("a", "# c\n");
+    db.Tag("a", 5);
+    EXPECT_FALSE(db.KeyExists("a"));
+    EXPECT_EQ(db.Tag("a"), -1);
+    EXPECT_EQ(db.Count(), 0u);
+    db.AppendValue("a", "v");
+    EXPECT_TRUE(db.KeyExists("a"));
+    EXPECT_EQ(db.Tag("a"), 0);
+    EXPECT_EQ(db.Entry("a")->Comment().Length(), 0u);
+    EXPECT_EQ(Values(db, "a"), (std::vector<std::string>{"v"}));
+}
+
+TEST(ZrDatabase, ClearKeyKeepsCommentAndTagAndDropsValues) {
+    ZrDatabase db;
+    db.ClearKey("k");
+    EXPECT_TRUE(db.KeyExists("k"));
+    EXPECT_TRUE(Values(db, "k").empty());
+    db.AppendValue("k", "1");
+    db.AppendValue("k", "1"); // duplicates are kept
+    db.Comment("k", "# keep\n");
+    db.Tag("k", 7);
+    EXPECT_EQ(Values(db, "k"), (std::vector<std::string>{"1", "1"}));
+    db.ClearKey("k");
+    EXPECT_TRUE(Values(db, "k").empty());
+    EXPECT_EQ(db.Entry("k")->Comment().AsUtf8(), "# keep\n");
+    EXPECT_EQ(db.Tag("k"), 7);
+}
+
+TEST(ZrDatabase, KeysAreExactAndCaseSensitive) {
+    ZrDatabase db;
+    db.AppendValue("Share", "x");
+    EXPECT_FALSE(db.KeyExists("share"));
+    EXPECT_FALSE(db.KeyExists("Share "));
+    EXPECT_TRUE(db.KeyExists(ZrUniString("Share")));
+}
+
+TEST(ZrDatabase, ListValuesAppendsAfterExistingStrings) {
+    ZrDatabase db;
+    db.AppendValue("k", "b");
+    db.AppendValue("k", "c");
+    ZrDList<ZrUniString> out;
+    out.Insert(ZrUniString("a"));
+    db.ListValues("k", out);
+    db.ListValues("absent", out);
+    EXPECT_EQ(Strings(out), (std::vector<std::string>{"a", "b", "c"}));
+}
+
+class SubTree : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* key : {"share/a/path", "share/a/mode", "share/b", "shares/x", "share", "/root/y"})
+            db.AppendValue(key, "v");
+    }
+    ZrDatabase db;
+};
+
+TEST_F(SubTree, ListKeysGivesEachChildOnce) {
+    ZrDList<ZrUniString> out;
+    db.ListKeys("share", out);
+    std::vector<std::string> names = Strings(out);
+    EXPECT_EQ(std::multiset<std::string>(names.begin(), names.end()), (std::multiset<std::string>{"a", "b"}));
+}
+
+TEST_F(SubTree, ListKeysCountsNamesAlreadyPresent) {
+    ZrDList<ZrUniString> out;
+    out.Insert(ZrUniString("b"));
+    db.ListKeys("share", out);
+    EXPECT_EQ(Strings(out), (std::vector<std::string>{"b", "a"}));
+}
+
+TEST_F(SubTree, ListKeysWithEmptyPrefixListsOnlyKeysBeginningWithSlash) {
+    ZrDList<ZrUniString> out;
+    db.ListKeys("", out);
+    EXPECT_EQ(Strings(out), (std::vector<std::string>{"root"}));
+}
+
+TEST_F(SubTree, RemoveKeysTakesPrefixAndSubTreeOnly) {
+    db.RemoveKeys("share");
+    EXPECT_EQ(Keys(db), (std::set<std::string>{"shares/x", "/root/y"}));
+}
+
+TEST_F(SubTree, RemoveKeysOfLeafAndOfEverything) {
+    db.RemoveKeys("share/a/path");
+    EXPECT_FALSE(db.KeyExists("share/a/path"));
+    EXPECT_TRUE(db.KeyExists("share/a/mode"));
+    db.RemoveKeys("");
+    EXPECT_EQ(db.Count(), 0u);
+    EXPECT_TRUE(db.ToString(-1).IsEmpty());
+    // The database is usable after being emptied.
+    db.AppendValue("share/b", "again");
+    EXPECT_EQ(Values(db, "share/b"), (std::vector<std::string>{"again"}));
+}
+
+TEST(ZrDatabase, RemoveKeysScalesToManyKeys) {
+    ZrDatabase db;
+    for (int u = 0; u < 300; ++u)
+        for (const char* leaf : {"winname", "password", "path"})
+            db.AppendValue(("nfsserver/shares/smb/user" + std::to_string(u) + "/" + leaf).c_str(), "v");
+    db.AppendValue("nfsserver/mount/port", "2049");
+    ZrDList<ZrUniString> users;
+    db.ListKeys("nfsserver/shares/smb", users);
+    EXPECT_EQ(users.Count(), 300u);
+    db.RemoveKeys("nfsserver/shares/smb/user17");
+    EXPECT_EQ(db.Count(), 898u);
+    EXPECT_FALSE(db.KeyExists("nfsserver/shares/smb/user17/path"));
+    EXPECT_TRUE(db.KeyExists("nfsserver/shares/smb/user170/path"));
+    db.RemoveKeys("nfsserver/shares");
+    EXPECT_EQ(Keys(db), (std::set<std::string>{"nfsserver/mount/port"}));
+}
+
+TEST(ZrDatabase, ErrorStringIsSuccessUntilAParseFails) {
+    ZrDatabase db;
+    EXPECT_EQ(db.ErrorString().AsUtf8(), "Success");
+    EXPECT_FALSE(db.FromString("x", 0));
+    EXPECT_EQ(db.ErrorString().AsUtf8(),
+              "Error: found \"x\" at character 1 in line 1 whilst looking for \"[\"");
+    db.AppendValue("k", "v"); // other operations leave the error text alone
+    EXPECT_NE(db.ErrorString().AsUtf8(), "Success");
+    EXPECT_TRUE(db.FromString("[a={}]", 0));
+    EXPECT_EQ(db.ErrorString().AsUtf8(), "Success");
+}
+
+// Records every change the parser makes, in order: the parser may change a database only through its
+// virtual operations.
+class RecordingDatabase : public ZrDatabase {
+public:
+    using ZrDatabase::Tag;
+    void ClearKey(const ZrUniString& key) override {
+        log.push_back("ClearKey " + key.AsUtf8());
+        ZrDatabase::ClearKey(key);
+    }
+    void AppendValue(const ZrUniString& key, const ZrUniString& value) override {
+        log.push_back("AppendValue " + key.AsUtf8() + " " + value.AsUtf8());
+        ZrDatabase::AppendValue(key, value);
+    }
+    void Tag(const ZrUniString& key, int tag) override {
+        log.push_back("Tag " + key.AsUtf8() + " " + std::to_string(tag));
+        ZrDatabase::Tag(key, tag);
+    }
+    void Comment(const ZrUniString& key, const ZrUniString& comment) override {
+        log.push_back("Comment " + key.AsUtf8() + " [" + comment.AsUtf8() + "]");
+        ZrDatabase::Comment(key, comment);
+    }
+    std::vector<std::string> log;
+};
+
+TEST(ZrDatabase, ParserChangesDatabaseOnlyThroughVirtualOperations) {
+    RecordingDatabase db;
+    ASSERT_TRUE(db.FromString("#c\n[a={(1)(2)}]\n[a={(3)}]", 4));
+    EXPECT_EQ(db.log, (std::vector<std::string>{"ClearKey a", "Comment a [#c\n]", "Tag a 4",
+                                                "AppendValue a 1", "AppendValue a 2", "ClearKey a",
+                                                "Comment a []", "Tag a 4", "AppendValue a 3"}));
+    // The second occurrence wins.
+    EXPECT_EQ(Values(db, "a"), (std::vector<std::string>{"3"}));
+    EXPECT_EQ(db.Entry("a")->Comment().Length(), 0u);
+}
+
+} // namespace

@@ -29,6 +29,12 @@ int HexDigit(char c) {
     return 0;
 }
 
+int IgnoreIOError(Display*) {
+    return 0;
+}
+
+void ContinueAfterIOError(Display*, void*) {}
+
 // Installed while the program starts, so that every display ever opened reports through it.
 XDisplay::X11ErrorHandler g_errorHandler;
 
@@ -119,6 +125,22 @@ bool XDisplay::Open(const char* name) {
 void XDisplay::UnregisterEvents() {
     dispatch::Undispatch(FastEvent());
     dispatch::Undispatch(Stream().WaitableInput().Waitable());
+}
+
+void XDisplay::SetIOErrorHandler(int (*handler)(_XDisplay*)) {
+    XSetIOErrorHandler(handler);
+}
+
+void XDisplay::CloseLost() {
+    Display* display = GetDisplay();
+    if (!display)
+        return;
+    // Xlib reports the broken connection once, through the process-wide handler and then the
+    // display's exit handler; both are made harmless for the length of the close.
+    XIOErrorHandler previous = XSetIOErrorHandler(IgnoreIOError);
+    XSetIOErrorExitHandler(display, ContinueAfterIOError, nullptr);
+    Close();
+    XSetIOErrorHandler(previous);
 }
 
 void XDisplay::Close() {

@@ -81,6 +81,9 @@ public:
 
     bool Open(const char* name);
     void Close();
+    // Closes a connection already known to be gone: the final sync that closing does fails, and
+    // that failure must not reach the process's I/O-error handler (which ends the process).
+    void CloseLost();
 
     // Installs a hexadecimal MIT-MAGIC-COOKIE-1 for connections opened later; empty or null
     // does nothing.
@@ -91,9 +94,12 @@ public:
     int FindModeswitchModifier();
     int ModeswitchModifier() const { return m_modeswitchModifier; }
 
-protected:
-    // Takes back the dispatcher registrations that Open made.
+    // Takes back the dispatcher registrations that Open made, for owners that read the connection
+    // themselves. Aborts ("m_pStream") when the display is closed.
     void UnregisterEvents();
+
+    // Installs the process's X I/O-error handler (Xlib ends the process after it returns).
+    static void SetIOErrorHandler(int (*handler)(_XDisplay*));
 
 private:
     XDisplayNotify m_notify;

@@ -1,0 +1,295 @@
+#include "dmp/messages/adddeviceconf.h"
+#include "dmp/messages/adddevicereq.h"
+#include "dmp/messages/init.h"
+#include "dmp/messages/initindication.h"
+#include "dmp/messages/messagebuffer.h"
+#include "dmp/messages/removedeviceconf.h"
+#include "dmp/messages/removedevicereq.h"
+#include "dmp/messages/t50string.h"
+#include "framework/stream/streamexception.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace wex::common::dmp;
+using Bytes = std::vector<uint8_t>;
+
+// Lays out wire bytes by hand, little-endian, remembering where every field starts.
+class Wire {
+public:
+    Wire& U8(uint8_t v) { return Field({v}); }
+    Wire& U16(uint16_t v) { return Field({uint8_t(v), uint8_t(v >> 8)}); }
+    Wire& U32(uint32_t v) { return Field({uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)}); }
+    Wire& Raw(const std::string& s) {
+        if (!s.empty())
+            Field(Bytes(s.begin(), s.end()));
+        return *this;
+    }
+    Wire& T16(const std::string& s) { return U16(uint16_t(s.size())).Raw(s); }
+    Wire& T32(const std::string& s) { return U32(uint32_t(s.size())).Raw(s); }
+
+    const Bytes& bytes() const { return m_bytes; }
+    // Offsets at which a field begins (a cut there leaves the next read with nothing at all).
+    const std::set<size_t>& starts() const { return m_starts; }
+
+private:
+    Wire& Field(const Bytes& b) {
+        m_starts.insert(m_bytes.size());
+        m_bytes.insert(m_bytes.end(), b.begin(), b.end());
+        return *this;
+    }
+    Bytes m_bytes;
+    std::set<size_t> m_starts;
+};
+
+encoding::LEDecodingBufferStream Reader(const Bytes& b) {
+    return encoding::LEDecodingBufferStream(buffer::Buffer(b.data(), b.size()));
+}
+
+template <class Message> Bytes Serialised(const Message& message, size_t capacity) {
+    Bytes out(capacity);
+    encoding::LEEncodingBufferStream stream{buffer::Buffer(out.data(), out.size())};
+    message.Serialize(stream);
+    out.resize(stream.Position());
+    return out;
+}
+
+const std::string kPassword("pa\0ss", 5);
+
+// An add-device request with every field distinct, two configuration entries and trailing junk.
+Wire FullAddDevice() {
+    Wire w;
+    w.U8(0).U32(0x9B).U32(0x80000001u).T16("Drive C").T16(":1").U32(0x11111111).U32(0xC0FFEE).U8(0x22);
+    w.U32(0x33333333).T16("smb://pc1/C").T32("opaque one").U8(0x44).U32(0x55555555).T16("").T16(kPassword);
+    w.U32(0x66666666).U32(0x77777777).U16(0xBEEF).T16("alt").T32(std::string("\x01\x02\x00\x03", 4));
+    w.T32("").T16("info").U16(2).U32(0x88888888);
+    w.T16("key1").T32("value one").T16("").T32(std::string("\0v", 2));
+    return w;
+}
+
+TEST(InitTest, ParsesTwoVersionBytes) {
+    const Bytes wire = Wire().U8(1).U8(3).bytes();
+    auto stream = Reader(wire);
+    const Init init(stream);
+    EXPECT_EQ(init.MajorVersion(), 1);
+    EXPECT_EQ(init.MinorVersion(), 3);
+    EXPECT_EQ(Serialised(init, 2), wire);
+
+    const Bytes one = {1};
+    auto shortStream = Reader(one);
+    EXPECT_THROW(Init{shortStream}, stream::EOSException);
+}
+
+TEST(InitIndicationTest, AgentsOwnAnnouncementIsTwelveExactBytes) {
+    InitIndication indication;
+    indication.AddService("smb", {0});
+    EXPECT_EQ(indication.size(), 12u);
+    const Bytes expected = {0x01, 0x00, 0x01, 0x00, 0x03, 0x00, 0x73, 0x6D, 0x62, 0x01, 0x00, 0x00};
+    EXPECT_EQ(Serialised(indication, 12), expected);
+    const MessageBuffer message = MessageBuffer::Of(indication);
+    EXPECT_EQ(Bytes(message.Data(), message.Data() + message.Size()), expected);
+}
+
+TEST(InitIndicationTest, SeveralServicesInOrderAndSizeFormula) {
+    InitIndication indication;
+    indication.AddService(InitIndication::URI_AUDIO, {1, 2});
+    indication.AddService(InitIndication::URI_FS, {});
+    indication.AddService(InitIndication::URI_AIPD, {9});
+    const Bytes expected = Wire()
+                               .U8(1)
+                               .U8(0)
+                               .U16(3)
+                               .T16("audio")
+                               .U16(2)
+                               .U8(1)
+                               .U8(2)
+                               .T16("fs")
+                               .U16(0)
+                               .T16("aipd")
+                               .U16(1)
+                               .U8(9)
+                               .bytes();
+    EXPECT_EQ(indication.size(), 4u + (4 + 5 + 2) + (4 + 2 + 0) + (4 + 4 + 1));
+    EXPECT_EQ(Serialised(indication, 64), expected);
+
+    auto stream = Reader(expected);
+    const InitIndication parsed(stream);
+    EXPECT_EQ(parsed, indication);
+    EXPECT_EQ(parsed.Services()[0].values, std::vector<unsigned char>({1, 2}));
+}
+
+TEST(InitIndicationTest, ShortTargetBufferThrowsIncompleteWrite) {
+    InitIndication indication;
+    indication.AddService("smb", {0});
+    Bytes out(10);
+    encoding::LEEncodingBufferStream stream{buffer::Buffer(out.data(), out.size())};
+    EXPECT_THROW(indication.Serialize(stream), stream::IncompleteWriteException);
+}
+
+TEST(AddDeviceReqTest, ParsesEveryFieldInWireOrder) {
+    const Wire wire = FullAddDevice();
+    Bytes bytes = wire.bytes();
+    bytes.push_back(0xAA); // ignored: nothing reads past the last entry
+    auto stream = Reader(bytes);
+    const AddDeviceReq req(stream);
+    EXPECT_EQ(req.TypeCode(), 0);
+    EXPECT_EQ(req.TotalLength(), 0x9Bu);
+    EXPECT_EQ(req.DeviceID(), 0x80000001u);
+    EXPECT_EQ(req.DeviceName(), "Drive C");
+    EXPECT_EQ(req.DisplayName(), ":1");
+    EXPECT_EQ(req.Chars(), 0xC0FFEEu);
+    EXPECT_EQ(req.Uri(), "smb://pc1/C");
+    EXPECT_EQ(req.Username(), "");
+    EXPECT_EQ(req.Password(), kPassword);
+    EXPECT_EQ(req.Password().size(), 5u);
+    EXPECT_EQ(req.OptFlags(), 0xBEEF);
+    EXPECT_EQ(req.AltName(), "alt");
+    const buffer::Buffer options = req.OptionsDeviceData();
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(options.Data()), options.Length()),
+              std::string("\x01\x02\x00\x03", 4));
+    EXPECT_EQ(req.DeviceInfo(), "info");
+    ASSERT_EQ(req.ConfigCount(), 2);
+    const ConfigEntry* config = req.ConfigurationData();
+    ASSERT_NE(config, nullptr);
+    EXPECT_EQ(config[0].Key(), "key1");
+    EXPECT_EQ(config[0].Value(), "value one");
+    EXPECT_EQ(config[1].key.data, nullptr); // nothing allocated for an empty key
+    EXPECT_EQ(config[1].Value(), std::string("\0v", 2));
+    EXPECT_EQ(stream.Remaining(), 1u);
+}
+
+TEST(AddDeviceReqTest, EmptyTextsAreAbsentAndPresentOnesTerminatedInMemory) {
+    Wire w;
+    w.U8(0).U32(0).U32(7).T16("").T16("").U32(0).U32(0).U8(0).U32(0).T16("").T32("").U8(0).U32(0);
+    w.T16("u").T16("").U32(0).U32(0).U16(0).T16("").T32("").T32("").T16("").U16(0).U32(0);
+    auto stream = Reader(w.bytes());
+    const AddDeviceReq req(stream);
+    EXPECT_EQ(req.Username(), "u");
+    for (const std::string& text :
+         {req.DeviceName(), req.DisplayName(), req.Uri(), req.Password(), req.AltName(), req.DeviceInfo()})
+        EXPECT_EQ(text, "");
+    EXPECT_EQ(req.OptionsDeviceData().Data(), nullptr);
+    EXPECT_EQ(req.OptionsDeviceData().Length(), 0u);
+    EXPECT_EQ(req.ConfigCount(), 0);
+    EXPECT_EQ(req.ConfigurationData(), nullptr);
+    EXPECT_EQ(stream.Remaining(), 0u);
+}
+
+TEST(AddDeviceReqTest, ReserialisesToTheSameBytes) {
+    const Bytes bytes = FullAddDevice().bytes();
+    auto stream = Reader(bytes);
+    const AddDeviceReq req(stream);
+    EXPECT_EQ(req.size(), bytes.size());
+    EXPECT_EQ(Serialised(req, bytes.size()), bytes);
+    auto again = Reader(bytes);
+    EXPECT_EQ(AddDeviceReq(again), req);
+}
+
+TEST(AddDeviceReqTest, EveryTruncationThrowsTheKindOfItsCut) {
+    const Wire wire = FullAddDevice();
+    const Bytes& full = wire.bytes();
+    for (size_t cut = 0; cut < full.size(); ++cut) {
+        const Bytes part(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(cut));
+        auto stream = Reader(part);
+        if (wire.starts().count(cut))
+            EXPECT_THROW(AddDeviceReq{stream}, stream::EOSException) << "cut at field start " << cut;
+        else
+            EXPECT_THROW(AddDeviceReq{stream}, stream::IncompleteReadException)
+                << "cut inside a field " << cut;
+    }
+}
+
+TEST(AddDeviceConfTest, SerialisesToSeventeenBytes) {
+    const AddDeviceConf conf(0, 7);
+    EXPECT_EQ(conf.size(), 17u);
+    const Bytes expected = {0x01, 0x11, 0, 0, 0, 0x07, 0, 0, 0, 0x00, 0x00, 0x00, 0x01, 0, 0, 0, 0};
+    EXPECT_EQ(Serialised(conf, 17), expected);
+    const Bytes other = Wire().U8(1).U32(17).U32(0xA1B2C3D4).U8(0xFF).U16(0).U8(1).U32(0).bytes();
+    EXPECT_EQ(Serialised(AddDeviceConf(0xFF, 0xA1B2C3D4), 17), other);
+    auto stream = Reader(other);
+    EXPECT_EQ(AddDeviceConf(stream), AddDeviceConf(0xFF, 0xA1B2C3D4));
+}
+
+TEST(AddDeviceConfTest, TooSmallTargetsThrowAtTheirBoundary) {
+    const struct {
+        size_t capacity;
+        bool incomplete; // else end of stream
+    } rows[] = {{16, true}, {13, false}, {11, true}, {0, false}};
+    for (const auto& row : rows) {
+        Bytes out(row.capacity);
+        encoding::LEEncodingBufferStream stream{buffer::Buffer(out.data(), out.size())};
+        if (row.incomplete)
+            EXPECT_THROW(AddDeviceConf(0, 7).Serialize(stream), stream::IncompleteWriteException)
+                << row.capacity;
+        else
+            EXPECT_THROW(AddDeviceConf(0, 7).Serialize(stream), stream::EOSException) << row.capacity;
+    }
+}
+
+TEST(RemoveDeviceTest, RequestParsesThirteenBytesAndTwelveAreTooFew) {
+    const Bytes wire = Wire().U8(2).U32(13).U32(0xFFFFFFFE).U32(0x12345678).bytes();
+    auto stream = Reader(wire);
+    const RemoveDeviceReq req(stream);
+    EXPECT_EQ(req.TypeCode(), 2);
+    EXPECT_EQ(req.TotalLength(), 13u);
+    EXPECT_EQ(static_cast<int32_t>(req.DeviceID()), -2);
+    EXPECT_EQ(Serialised(req, 13), wire);
+
+    const Bytes twelve(wire.begin(), wire.begin() + 12);
+    auto shortStream = Reader(twelve);
+    EXPECT_THROW(RemoveDeviceReq{shortStream}, stream::IncompleteReadException);
+}
+
+TEST(RemoveDeviceTest, ConfirmationIsTenBytes) {
+    const RemoveDeviceConf conf(5, 0x01020304);
+    EXPECT_EQ(conf.size(), 10u);
+    const Bytes expected = {0x03, 0x0A, 0, 0, 0, 0x04, 0x03, 0x02, 0x01, 0x05};
+    EXPECT_EQ(Serialised(conf, 10), expected);
+    auto stream = Reader(expected);
+    EXPECT_EQ(RemoveDeviceConf(stream), conf);
+}
+
+TEST(T50StringTest, TerminatedAndRawFormsAndHostileLengths) {
+    {
+        const Bytes wire = Wire().T16("abc").bytes();
+        auto stream = Reader(wire);
+        unsigned short length = 0;
+        std::unique_ptr<char[]> text;
+        ParseLengthAndT50String(stream, length, text, true);
+        EXPECT_EQ(length, 3);
+        EXPECT_STREQ(text.get(), "abc");
+    }
+    {
+        const Bytes wire = Wire().T32("xy").bytes();
+        auto stream = Reader(wire);
+        unsigned int length = 0;
+        std::unique_ptr<char[]> text;
+        ParseLengthAndT50String(stream, length, text, false);
+        EXPECT_EQ(length, 2u);
+        EXPECT_EQ(std::string(text.get(), 2), "xy");
+    }
+    {
+        // Announces 4 GiB but holds two bytes: refused without allocating.
+        const Bytes wire = Wire().U32(0xFFFFFFFF).Raw("ab").bytes();
+        auto stream = Reader(wire);
+        unsigned int length = 0;
+        std::unique_ptr<char[]> text;
+        EXPECT_THROW(ParseLengthAndT50String(stream, length, text, true), stream::IncompleteReadException);
+    }
+    {
+        const Bytes wire = Wire().U16(1).bytes();
+        auto stream = Reader(wire);
+        unsigned short length = 0;
+        std::unique_ptr<char[]> text;
+        EXPECT_THROW(ParseLengthAndT50String(stream, length, text, true), stream::EOSException);
+    }
+}
+
+} // namespace

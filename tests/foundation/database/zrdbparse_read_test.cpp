@@ -1,0 +1,182 @@
+#include "foundation/database/zrdbparse.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "foundation/database/zrdatabase.h"
+
+namespace {
+
+std::vector<std::string> Values(ZrDatabase& db, const char* key) {
+    ZrDList<ZrUniString> out;
+    db.ListValues(key, out);
+    std::vector<std::string> values;
+    for (const ZrUniString& s : out)
+        values.push_back(s.AsUtf8());
+    return values;
+}
+
+std::string Comment(ZrDatabase& db, const char* key) {
+    const ZrDBEntry* entry = db.Entry(key);
+    return entry ? entry->Comment().AsUtf8() : "(absent)";
+}
+
+TEST(ZrDBParseRead, BlankHeaderAndCommentOnlyTextsAddNothing) {
+    const char* texts[] = {"",   " \t\r\n\n",   "# only a comment", "## header\n## header\n",
+                           "##", "#a\n#b\n  \n"};
+    for (const char* text : texts) {
+        ZrDatabase db;
+        EXPECT_TRUE(db.FromString(text, 0)) << text;
+        EXPECT_EQ(db.Count(), 0u) << text;
+        EXPECT_EQ(db.ErrorString().AsUtf8(), "Success");
+    }
+}
+
+TEST(ZrDBParseRead, ReadsEntriesWithValuesInOrder) {
+    ZrDatabase db;
+    ASSERT_TRUE(db.FromString("[k={}]\n[e={()}]\n[share/docs/path={(/home/a)(x\\=y)}]\n[d={(1)(1)}]", 3));
+    EXPECT_TRUE(db.KeyExists("k"));
+    EXPECT_TRUE(Values(db, "k").empty());
+    EXPECT_EQ(Values(db, "e"), (std::vector<std::string>{""}));
+    EXPECT_EQ(Values(db, "share/docs/path"), (std::vector<std::string>{"/home/a", "x=y"}));
+    EXPECT_EQ(Values(db, "d"), (std::vector<std::string>{"1", "1"}));
+    EXPECT_EQ(db.Tag("k"), 3);
+    EXPECT_EQ(db.Tag("share/docs/path"), 3);
+}
+
+TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
+    struct Row {
+        const char* text;
+        const char* key;
+        std::vector<std::string> values;
+    };
+    const Row rows[] = {
+        {"[ k={}]", " k", {}},                                         // blank after "[" belongs to the key
+        {"[a b\nc={(x\ny)}]", "a b\nc", {"x\ny"}},                     // line feeds stay in keys and values
+        {"[a\\=b={(1)}]", "a=b", {"1"}},                               // escaped equals sign in a key
+        {"[k={(a\\)b)(c\\\\d)}]", "k", {"a)b", "c\\d"}},               // escaped ")" and "\" in values
+        {"[k={(a(b)(=)({x})}]", "k", {"a(b", "=", "{x}"}},             // "(" "=" "{" need no escape
+        {"[\\q\\[={(\\n)}]", "q[", {"n"}},                             // an escape before any character
+        {"[k= \t\n{ (1) \n # c\n (2)\n}\r\n]", "k", {"1", "2"}},       // irrelevant text between tokens
+        {"[k={}]#trailing comment", "k", {}},                          // text may end in a comment
+        {"[k#={(#)}]", "k#", {"#"}},                                   // "#" inside brackets is text
+        {"[\xe2\x82\xac={(\xc3\xa9)}]", "\xe2\x82\xac", {"\xc3\xa9"}}, // non-ASCII units
+    };
+    for (const Row& row : rows) {
+        ZrDatabase db;
+        ASSERT_TRUE(db.FromString(row.text, 0)) << row.text << ": " << db.ErrorString().AsUtf8();
+        EXPECT_EQ(db.Count(), 1u) << row.text;
+        EXPECT_EQ(Values(db, row.key), row.values) << row.text;
+    }
+}
+
+TEST(ZrDBParseRead, CommentsGoToTheNextEntryVerbatim) {
+    ZrDatabase db;
+    ASSERT_TRUE(db.FromString("\n\n# one\n\n\n  # two ## x\n[a={}]\n[b={}]  \t[c={}]\n# d\n[d={}]", 0));
+    // Leading line feeds dropped, the empty-line run collapsed, blanks and "#" signs kept.
+    EXPECT_EQ(Comment(db, "a"), "# one\n  # two ## x\n");
+    // Nothing but a line feed between entries: no comment.
+    EXPECT_EQ(Comment(db, "b"), "");
+    EXPECT_EQ(Comment(db, "c"), "  \t");
+    EXPECT_EQ(Comment(db, "d"), "# d\n");
+}
+
+TEST(ZrDBParseRead, AdjacentEntriesShareThePendingComment) {
+    ZrDatabase db;
+    ASSERT_TRUE(db.FromString("# both\n[a={}][b={}]", 0));
+    EXPECT_EQ(Comment(db, "a"), "# both\n");
+    EXPECT_EQ(Comment(db, "b"), "# both\n");
+}
+
+TEST(ZrDBParseRead, HeaderLinesAreSkippedOnlyBetweenEntries) {
+    ZrDatabase db;
+    ZrUniString text(ZrDatabase::fileheader);
+    text.Append(ZrUniString("[a={(1)}]\n## not a header here\n[b={}]##x\n[c={}]"));
+    ASSERT_TRUE(db.FromString(text, 0));
+    EXPECT_EQ(Comment(db, "a"), "");
+    // Met inside irrelevant text, "##" is an ordinary comment and is collected.
+    EXPECT_EQ(Comment(db, "b"), "## not a header here\n");
+    // Directly after "]" it is a header again: skipped, and the pending comment stays.
+    EXPECT_EQ(Comment(db, "c"), "## not a header here\n");
+}
+
+TEST(ZrDBParseRead, DuplicateKeyTakesTheLastOccurrence) {
+    ZrDatabase db;
+    ASSERT_TRUE(db.FromString("# first\n[k={(1)(2)}]\n# second\n[k={(3)}]", 0));
+    EXPECT_EQ(Values(db, "k"), (std::vector<std::string>{"3"}));
+    EXPECT_EQ(Comment(db, "k"), "# second\n");
+    EXPECT_EQ(db.Count(), 1u);
+}
+
+TEST(ZrDBParseRead, EntriesBeforeAnErrorStay) {
+    ZrDatabase db;
+    EXPECT_FALSE(db.FromString("[a={(1)}]\n[b={(2)}\n[c={}]", 0));
+    EXPECT_EQ(Values(db, "a"), (std::vector<std::string>{"1"}));
+    // "b" was created at its "{" and got its value before the error.
+    EXPECT_EQ(Values(db, "b"), (std::vector<std::string>{"2"}));
+    EXPECT_FALSE(db.KeyExists("c"));
+}
+
+TEST(ZrDBParseRead, SkipsCanBeDrivenOnTheirOwn) {
+    ZrDBParse parse;
+    parse.Begin("##a\n##b", 0);
+    EXPECT_TRUE(parse.SkipHeader());
+    EXPECT_EQ(parse.Index(), 7u);
+    EXPECT_EQ(parse.Character(), 8u);
+    EXPECT_EQ(parse.Line(), 1u);
+    EXPECT_FALSE(parse.SkipHeader());
+
+    parse.Begin("\n \n\n#x\n[", 0);
+    ZrUniString collected("old");
+    EXPECT_TRUE(parse.SkipIrrelevant(collected));
+    EXPECT_EQ(collected.AsUtf8(), " \n#x\n");
+    EXPECT_EQ(parse.Line(), 5u);
+    EXPECT_EQ(parse.Character(), 1u);
+    EXPECT_FALSE(parse.SkipIrrelevant(collected));
+    EXPECT_TRUE(collected.IsEmpty());
+}
+
+struct ErrorRow {
+    const char* text;
+    int state;
+    const char* message;
+};
+
+class ZrDBParseErrors : public ::testing::TestWithParam<ErrorRow> {};
+
+TEST_P(ZrDBParseErrors, ReportsStateCharacterAndPosition) {
+    const ErrorRow& row = GetParam();
+    ZrDatabase db;
+    ZrDBParse parse;
+    EXPECT_FALSE(parse.FromString(db, row.text, 0));
+    EXPECT_EQ(parse.ErrorState(), row.state);
+    EXPECT_EQ(parse.ErrorString().AsUtf8(), row.message);
+    EXPECT_FALSE(db.FromString(row.text, 0));
+    EXPECT_EQ(db.ErrorString().AsUtf8(), row.message);
+}
+
+const ErrorRow kErrors[] = {
+    {"x", 1, "Error: found \"x\" at character 1 in line 1 whilst looking for \"[\""},
+    {"[a={(x)]", 5, "Error: found \"]\" at character 8 in line 1 whilst looking for \"(\" or \"}\""},
+    {"[k={(abc", 7, "Error: found \"(EOF)\" at character 9 in line 1 whilst looking for \")\""},
+    {"[k", 2, "Error: found \"(EOF)\" at character 3 in line 1 whilst looking for \"=\""},
+    {"[k\\", 3, "Error: found \"(EOF)\" at character 4 in line 1 whilst looking for \"=\""},
+    {"[k=", 4, "Error: found \"(EOF)\" at character 4 in line 1 whilst looking for \"{\""},
+    {"[k= x", 4, "Error: found \"x\" at character 5 in line 1 whilst looking for \"{\""},
+    {"[k={", 5, "Error: found \"(EOF)\" at character 5 in line 1 whilst looking for \"(\" or \"}\""},
+    {"[k={}", 6, "Error: found \"(EOF)\" at character 6 in line 1 whilst looking for \"]\""},
+    {"[k={}\n\n  }", 6, "Error: found \"}\" at character 3 in line 3 whilst looking for \"]\""},
+    {"[k={(a\\", 8, "Error: found \"(EOF)\" at character 8 in line 1 whilst looking for \")\""},
+    // Line feeds inside keys and values count lines.
+    {"[a\nb={(x\ny)\n}] y", 1, "Error: found \"y\" at character 4 in line 4 whilst looking for \"[\""},
+    // Header lines add their characters to the count but not their lines.
+    {"## one\n## two\n[k=}", 4, "Error: found \"}\" at character 18 in line 1 whilst looking for \"{\""},
+    {"##\n##\n{", 1, "Error: found \"{\" at character 7 in line 1 whilst looking for \"[\""},
+    {"# c\n\n x", 1, "Error: found \"x\" at character 2 in line 3 whilst looking for \"[\""},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, ZrDBParseErrors, ::testing::ValuesIn(kErrors));
+
+} // namespace

@@ -140,7 +140,7 @@ TEST_F(ZrDESTest, CryptoWordFollowsTheDirectionFlag) {
     EXPECT_NE(enciphered, deciphered);
 }
 
-TEST_F(ZrDESTest, HashRightAfterDecipheringDecipheres) {
+TEST_F(ZrDESTest, HashRightAfterDecipheringDeciphers) {
     const ZrByteBuffer constant = Bytes("KGS!@#$%");
     const ZrByteBuffer password = Bytes("SECRET01\0\0\0\0\0\0");
     ZrByteBuffer standard = ZrDES::hashfn(password);

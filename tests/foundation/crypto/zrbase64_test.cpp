@@ -1,0 +1,89 @@
+#include "foundation/crypto/zrbase64.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "tests/foundation/crypto/crypto_test_util.h"
+
+namespace {
+
+std::string Text(const ZrByteBuffer& bytes) {
+    return std::string(reinterpret_cast<const char*>(bytes.Data()), bytes.Length());
+}
+
+struct DecodeCase {
+    const char* encoded;
+    const char* decoded;
+};
+
+const DecodeCase kDecodeCases[] = {
+    // RFC 4648 section 10 test vectors.
+    {"", ""},
+    {"Zg==", "f"},
+    {"Zm8=", "fo"},
+    {"Zm9v", "foo"},
+    {"Zm9vYg==", "foob"},
+    {"Zm9vYmE=", "fooba"},
+    {"Zm9vYmFy", "foobar"},
+    // Missing padding: whole bytes are still recovered, a lone trailing digit is dropped.
+    {"Zm9vYg", "foob"},
+    {"Zm9vY", "foo"},
+    // Characters outside the alphabet are skipped, so line breaks and spaces do no harm.
+    {"Zm9v\nYmFy", "foobar"},
+    {" Zm 9v ", "foo"},
+    // Decoding stops at the first padding character.
+    {"Zg==Zm9v", "f"},
+    {"=Zm9v", ""},
+    // Nothing decodable at all.
+    {"!!!!", ""},
+};
+
+TEST(ZrBase64Test, DecodesWithProgramAlphabet) {
+    for (const DecodeCase& c : kDecodeCases) {
+        SCOPED_TRACE(c.encoded);
+        EXPECT_EQ(Text(ZrBase64::FromEnc(Bytes(c.encoded), ZrBase64::kProgramAlphabet)), c.decoded);
+    }
+}
+
+TEST(ZrBase64Test, DashStandsWhereTheStandardAlphabetHasSlash) {
+    ZrByteBuffer program = ZrBase64::FromEnc(Bytes("P-8-"), ZrBase64::kProgramAlphabet);
+    EXPECT_EQ(ToHex(program), "3FFF3F");
+    EXPECT_EQ(program, ZrBase64::FromEnc(Bytes("P/8/"), ZrBase64::kStandardAlphabet));
+    // "/" is no digit of the program alphabet, so it is skipped like any stranger.
+    EXPECT_EQ(ToHex(ZrBase64::FromEnc(Bytes("P/8/"), ZrBase64::kProgramAlphabet)), "3F");
+    EXPECT_EQ(Text(ZrBase64::ToEnc(FromHex("3FFF3F"), ZrBase64::kProgramAlphabet)), "P-8-");
+}
+
+TEST(ZrBase64Test, EncodesWithPaddingFromTheAlphabet) {
+    EXPECT_EQ(Text(ZrBase64::ToEnc(Bytes("foobar"), ZrBase64::kStandardAlphabet)), "Zm9vYmFy");
+    EXPECT_EQ(Text(ZrBase64::ToEnc(Bytes("fooba"), ZrBase64::kStandardAlphabet)), "Zm9vYmE=");
+    EXPECT_EQ(Text(ZrBase64::ToEnc(Bytes("foob"), ZrBase64::kStandardAlphabet)), "Zm9vYg==");
+    const char* other = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-*";
+    EXPECT_EQ(Text(ZrBase64::ToEnc(Bytes("f"), other)), "Zg**");
+    EXPECT_EQ(Text(ZrBase64::FromEnc(Bytes("Zg**Zg"), other)), "f");
+}
+
+TEST(ZrBase64Test, ShortAlphabetGivesNothing) {
+    EXPECT_TRUE(ZrBase64::FromEnc(Bytes("Zm9v"), "ABC").IsEmpty());
+    EXPECT_TRUE(ZrBase64::FromEnc(Bytes("Zm9v"), nullptr).IsEmpty());
+    EXPECT_TRUE(ZrBase64::ToEnc(Bytes("foo"), "ABC").IsEmpty());
+}
+
+TEST(ZrBase64Test, RoundTripsRandomBytes) {
+    std::mt19937 rng(4648);
+    for (int round = 0; round < 500; ++round) {
+        ZrByteBuffer data;
+        size_t length = rng() % 64;
+        for (size_t i = 0; i < length; ++i)
+            data.AppendByte(static_cast<unsigned char>(rng()));
+        for (const char* alphabet : {ZrBase64::kProgramAlphabet, ZrBase64::kStandardAlphabet}) {
+            ZrByteBuffer encoded = ZrBase64::ToEnc(data, alphabet);
+            EXPECT_EQ(encoded.Length(), (length + 2) / 3 * 4);
+            ASSERT_EQ(ZrBase64::FromEnc(encoded, alphabet), data);
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,139 @@
+#include "foundation/crypto/zrencrypt.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "foundation/crypto/zrdes.h"
+#include "tests/foundation/crypto/crypto_test_util.h"
+
+namespace {
+
+class ZrEncryptTest : public ::testing::Test {
+protected:
+    void SetUp() override { ZrDES::encryptdata = true; }
+    void TearDown() override { ZrDES::encryptdata = true; }
+};
+
+struct NtlmExample {
+    const char* password;
+    const char* lmHash;
+    const char* ntHash;
+    const char* challenge;
+    const char* lmResponse;
+    const char* ntResponse;
+};
+
+const NtlmExample kExamples[] = {
+    // [MS-NLMP] section 4.2.2, NTLMv1 authentication example (password "Password").
+    {"Password", "E52CAC67419A9A224A3B108F3FA6CB6D", "A4F49C406510BDCAB6824EE7C30FD852", "0123456789ABCDEF",
+     "98DEF7B87F88AA5DAFE2DF779688A172DEF11C7D5CCDEF13", "67C43011F30298A2AD35ECE64F16331C44BDBED927841F94"},
+    // E. Glass, "The NTLM Authentication Protocol and Security Support Provider", worked example
+    // ("SecREt01").
+    {"SecREt01", "FF3750BCC2B22412C2265B23734E0DAC", "CD06CA7C7E10C99B1D33B7485A2ED808", "0123456789ABCDEF",
+     "C337CD5CBD44FC9782A667AF6D427C6DE67C20C2D3E77C56", "25A98C1C31E81847466B29B2DF4680F39958FB8C213A9CC6"},
+};
+
+std::string Upper(std::string text) {
+    for (char& c : text)
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    return text;
+}
+
+TEST_F(ZrEncryptTest, HashesAndResponsesMatchPublishedNtlmExamples) {
+    for (const NtlmExample& e : kExamples) {
+        SCOPED_TRACE(e.password);
+        // The classic LAN Manager hash is of the upper-cased password; MSHash itself changes nothing.
+        ZrByteBuffer lm = ZrEncrypt::MSHash(Bytes(Upper(e.password)));
+        ZrByteBuffer nt = ZrEncrypt::UNIHash(Utf16LE(e.password));
+        EXPECT_EQ(ToHex(lm), e.lmHash);
+        EXPECT_EQ(ToHex(nt), e.ntHash);
+
+        ZrByteBuffer lmResponse, ntResponse;
+        ZrEncrypt::Encrypt_hash(lm, FromHex(e.challenge), lmResponse);
+        ZrEncrypt::Encrypt_hash(nt, FromHex(e.challenge), ntResponse);
+        EXPECT_EQ(ToHex(lmResponse), e.lmResponse);
+        EXPECT_EQ(ToHex(ntResponse), e.ntResponse);
+
+        EXPECT_TRUE(ZrEncrypt::CheckNTLMPassword(FromHex(e.ntResponse), nt, FromHex(e.challenge)));
+        EXPECT_TRUE(ZrEncrypt::compare_pwd(lm, nt, FromHex(e.lmResponse), FromHex(e.challenge)));
+        EXPECT_TRUE(ZrEncrypt::compare_pwd(lm, nt, FromHex(e.ntResponse), FromHex(e.challenge)));
+        EXPECT_FALSE(ZrEncrypt::compare_pwd(lm, nt, FromHex(e.ntResponse), FromHex("0123456789ABCDEE")));
+    }
+}
+
+TEST_F(ZrEncryptTest, LanManagerHashOfEmptyAndOverlongPasswords) {
+    // The well-known LAN Manager hash of the empty password.
+    EXPECT_EQ(ToHex(ZrEncrypt::MSHash(ZrByteBuffer())), "AAD3B435B51404EEAAD3B435B51404EE");
+    // Only the first 14 bytes count; the flag argument changes nothing.
+    EXPECT_EQ(ZrEncrypt::MSHash(Bytes("ABCDEFGHIJKLMNOPQRST")), ZrEncrypt::MSHash(Bytes("ABCDEFGHIJKLMN")));
+    EXPECT_EQ(ZrEncrypt::MSHash(Bytes("ABCDEFGHIJKLMN"), true),
+              ZrEncrypt::MSHash(Bytes("ABCDEFGHIJKLMN"), false));
+    // No case change inside: lower case gives another hash.
+    EXPECT_NE(ZrEncrypt::MSHash(Bytes("password")), ZrEncrypt::MSHash(Bytes("PASSWORD")));
+}
+
+TEST_F(ZrEncryptTest, LanManagerHashAfterDecipheringUsesTheDecipheringDirection) {
+    // Not the empty password: its all-zero keys are DES weak keys, which encipher and decipher alike.
+    const ZrByteBuffer password = Bytes("PASSWORD");
+    ZrEncrypt::DES_Decrypt(FromHex("0011223344556677"), FromHex("01020304050607"));
+    EXPECT_NE(ToHex(ZrEncrypt::MSHash(password)), "E52CAC67419A9A224A3B108F3FA6CB6D");
+    ZrEncrypt::DES_Encrypt(FromHex("0011223344556677"), FromHex("01020304050607"));
+    EXPECT_EQ(ToHex(ZrEncrypt::MSHash(password)), "E52CAC67419A9A224A3B108F3FA6CB6D");
+}
+
+TEST_F(ZrEncryptTest, DesTakesDataFirstAndKeySecond) {
+    ZrByteBuffer data = FromHex("0123456789ABCDEF");
+    ZrByteBuffer key = FromHex("11223344556677");
+    EXPECT_EQ(ZrEncrypt::DES_Encrypt(data, key), ZrDES::Encrypt_Word(key, data));
+    EXPECT_EQ(ZrEncrypt::DES_Decrypt(ZrEncrypt::DES_Encrypt(data, key), key), data);
+    ZrByteBuffer k2 = FromHex("8899AABBCCDDEE");
+    EXPECT_EQ(ZrEncrypt::Triple_DES_Decrypt(ZrEncrypt::Triple_DES_Encrypt(data, key, k2, key), key, k2, key),
+              data);
+}
+
+TEST_F(ZrEncryptTest, PasswordHashGivesBothHashes) {
+    ZrByteBuffer lm, nt;
+    ZrEncrypt::Password_Hash(Bytes("SECRET01"), lm, nt);
+    EXPECT_EQ(lm, ZrEncrypt::MSHash(Bytes("SECRET01")));
+    EXPECT_EQ(nt, ZrEncrypt::MD4_Encode(Bytes("SECRET01")));
+    EXPECT_EQ(lm.Length(), 16u);
+    EXPECT_EQ(nt.Length(), 16u);
+}
+
+TEST_F(ZrEncryptTest, ResponseCheckRejectsEveryOtherLength) {
+    ZrByteBuffer hash = FromHex("CD06CA7C7E10C99B1D33B7485A2ED808");
+    ZrByteBuffer challenge = FromHex("0123456789ABCDEF");
+    ZrByteBuffer response;
+    ZrEncrypt::Encrypt_hash(hash, challenge, response);
+    ASSERT_EQ(response.Length(), 24u);
+    for (uint64_t length : {0u, 8u, 16u, 23u, 25u, 32u}) {
+        ZrByteBuffer other = response;
+        other.SetLength(length);
+        EXPECT_FALSE(ZrEncrypt::CheckNTLMPassword(other, hash, challenge)) << length;
+    }
+    ZrByteBuffer flipped = response;
+    flipped.MutableData()[23] ^= 1;
+    EXPECT_FALSE(ZrEncrypt::CheckNTLMPassword(flipped, hash, challenge));
+    // Encrypt_hash appends: a second response follows the first.
+    ZrEncrypt::Encrypt_hash(hash, challenge, response);
+    EXPECT_EQ(response.Length(), 48u);
+}
+
+TEST_F(ZrEncryptTest, ComparePwdLowAcceptsTheStoredHashOrItsPassword) {
+    ZrByteBuffer stored = ZrEncrypt::MSHash(Bytes("SECRET01"));
+    ZrByteBuffer unused = FromHex("00");
+    EXPECT_TRUE(ZrEncrypt::compare_pwd_low(stored, unused, Bytes("SECRET01")));
+    EXPECT_FALSE(ZrEncrypt::compare_pwd_low(stored, unused, Bytes("SECRET02")));
+    // A 16-byte "password" that is the stored hash itself.
+    EXPECT_TRUE(ZrEncrypt::compare_pwd_low(stored, unused, stored));
+    // A stored value of 15 bytes or fewer never matches a hash.
+    ZrByteBuffer shortStored = stored;
+    shortStored.SetLength(15);
+    EXPECT_FALSE(ZrEncrypt::compare_pwd_low(shortStored, unused, Bytes("SECRET01")));
+    // Up to 15 bytes the password is always hashed, even if it equals what is stored.
+    EXPECT_FALSE(ZrEncrypt::compare_pwd_low(shortStored, unused, shortStored));
+}
+
+} // namespace

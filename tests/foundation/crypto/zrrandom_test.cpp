@@ -1,0 +1,33 @@
+#include "foundation/crypto/zrrandom.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+
+namespace {
+
+TEST(ZrRandomTest, StaysBelowTheBoundAndReachesEveryValue) {
+    EXPECT_EQ(ZrRandom::RndNum(0), 0u);
+    EXPECT_EQ(ZrRandom::RndNum(1), 0u);
+    std::set<uint32_t> seen;
+    for (int i = 0; i < 2000; ++i) {
+        uint32_t v = ZrRandom::RndNum(7);
+        ASSERT_LT(v, 7u);
+        seen.insert(v);
+    }
+    EXPECT_EQ(seen.size(), 7u);
+}
+
+TEST(ZrRandomTest, FillsBytesAndVariesBetweenCalls) {
+    unsigned char a[64] = {}, b[64] = {};
+    ZrRandom::RndBytes(a, sizeof(a));
+    ZrRandom::RndBytes(b, sizeof(b));
+    EXPECT_NE(std::memcmp(a, b, sizeof(a)), 0);
+    std::set<uint32_t> values;
+    for (int i = 0; i < 100; ++i)
+        values.insert(ZrRandom::RndNum());
+    EXPECT_GT(values.size(), 95u);
+}
+
+} // namespace

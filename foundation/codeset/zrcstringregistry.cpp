@@ -1,13 +1,9 @@
 #include "foundation/codeset/zrcstringregistry.h"
 
-ZrCStringRegistry::ZrCStringRegistry(uint32_t buckets) : m_buckets(buckets ? buckets : 1) {
-    m_threshold = 3 * m_buckets.Size();
-}
+#include <utility>
 
-ZrCStringRegistry::~ZrCStringRegistry() {
-    for (auto& bucket : m_buckets)
-        for (Pair* pair : bucket)
-            delete pair;
+ZrCStringRegistry::ZrCStringRegistry(uint32_t buckets) : m_buckets(buckets ? buckets : 1) {
+    m_threshold = 3 * BucketCount();
 }
 
 bool ZrCStringRegistry::Register(const ZrCString& name, unsigned value) {
@@ -16,28 +12,29 @@ bool ZrCStringRegistry::Register(const ZrCString& name, unsigned value) {
         return false;
     if (m_count >= m_threshold)
         Rebuild();
-    Pair* pair = new Pair{name, value, name.HashValue()};
-    m_buckets[pair->hash % m_buckets.Size()].InsertNonConst(pair);
+    uint32_t hash = name.HashValue();
+    m_buckets[hash % m_buckets.size()].push_back({name, value, hash});
     ++m_count;
     return true;
 }
 
 bool ZrCStringRegistry::Find(const ZrCString& name, unsigned& value) const {
     uint32_t hash = name.HashValue();
-    for (const Pair* pair : m_buckets[hash % m_buckets.Size()]) {
-        if (pair->hash == hash && pair->name == name) {
-            value = pair->value;
+    for (const Pair& pair : m_buckets[hash % m_buckets.size()]) {
+        if (pair.hash == hash && pair.name == name) {
+            value = pair.value;
             return true;
         }
     }
     return false;
 }
 
+// Every pair moves, bucket by bucket in the old order, to the end of its new chain.
 void ZrCStringRegistry::Rebuild() {
-    ZrDVector<ZrDList<Pair*>> buckets(m_buckets.Size() * 4);
+    std::vector<std::vector<Pair>> buckets(m_buckets.size() * 4);
     for (auto& bucket : m_buckets)
-        for (Pair* pair : bucket)
-            buckets[pair->hash % buckets.Size()].InsertNonConst(pair);
-    m_buckets = std::move(buckets);
+        for (Pair& pair : bucket)
+            buckets[pair.hash % buckets.size()].push_back(std::move(pair));
+    m_buckets.swap(buckets);
     m_threshold *= 4;
 }

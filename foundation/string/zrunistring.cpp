@@ -259,7 +259,7 @@ bool ZrUniString::MatchCaseless(const ZrUniString& text) const {
 bool ZrUniString::CreateFrom(const void* bytes, uint64_t length, unsigned encoding, unsigned options) {
     Truncate(0);
     if (length == 0)
-        return true;
+        return encoding < kZrEncodingNone; // no encoding converts even nothing
     const auto* p = static_cast<const unsigned char*>(bytes);
     if (encoding == kZrEncodingUtf8 || encoding == kZrEncodingUsAscii || encoding == kZrEncodingIso88591) {
         // Pure ASCII reads the same in all three: one allocation, no decoder.
@@ -298,4 +298,17 @@ std::string ZrUniString::AsUtf8() const {
     ZrByteBuffer bytes;
     AsEncoding(kZrEncodingUtf8, kZrEncOptionRecoverable, bytes);
     return std::string(reinterpret_cast<const char*>(bytes.Data()), bytes.Length());
+}
+
+uint32_t ZrUniString::AsUint32() const {
+    uint64_t value = 0;
+    for (uint32_t i = 0, n = Length(); i < n; ++i) {
+        ZrUniChar c = (*this)[i];
+        if (c < u'0' || c > u'9')
+            break;
+        value = value * 10 + (c - u'0');
+        if (value > 0xFFFFFFFFu)
+            return 0;
+    }
+    return static_cast<uint32_t>(value);
 }

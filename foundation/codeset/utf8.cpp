@@ -1,5 +1,8 @@
 // UTF-8 <-> UTF-16. Strict in both directions: overlong forms, encoded surrogates, values above
 // U+10FFFF and unpaired surrogates in the string are errors (recoverable when asked).
+#include <cstring>
+
+#include "foundation/codeset/codec.h"
 #include "foundation/codeset/escape.h"
 #include "foundation/codeset/zrconverter.h"
 
@@ -82,42 +85,37 @@ void Fail(ZrCodesetInfo* info, uint64_t position) {
 
 bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options) {
     static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
-    if (options & kZrEncOptionAddByteOrderMarker)
-        out.Append(kBom, sizeof kBom);
-    bool ok = true;
+    ByteSink sink(out);
+    if (options & kZrEncOptionAddByteOrderMarker) {
+        std::memcpy(sink.Reserve(), kBom, sizeof kBom);
+        sink.Commit(sizeof kBom);
+    }
     size_t i = 0;
     while (i < count) {
-        // Runs of ASCII go in one append.
-        size_t run = i;
-        while (run < count && units[run] < 0x80)
-            ++run;
-        if (run > i) {
-            unsigned char ascii[256];
-            while (i < run) {
-                size_t n = run - i < sizeof ascii ? run - i : sizeof ascii;
-                for (size_t k = 0; k < n; ++k)
-                    ascii[k] = static_cast<unsigned char>(units[i + k]);
-                out.Append(ascii, n);
-                i += n;
-            }
+        // Runs of ASCII are copied a unit per byte without the general path.
+        unsigned char* p = sink.Reserve();
+        size_t n = 0;
+        while (n < 16 && i < count && units[i] < 0x80)
+            p[n++] = static_cast<unsigned char>(units[i++]);
+        if (n) {
+            sink.Commit(n);
             continue;
         }
-        unsigned char buf[4];
         size_t len = 0;
-        size_t used = EncodeOne(units, count, i, buf, len);
+        size_t used = EncodeOne(units, count, i, p, len);
         if (used == 0) {
             Fail(info, i);
-            ok = false;
             if (!(options & kZrEncOptionRecoverable))
                 return false;
+            sink.Flush();
             AppendEscape(out, units[i]);
             ++i;
             continue;
         }
-        out.Append(buf, len);
+        sink.Commit(len);
         i += used;
     }
-    return ok || (options & kZrEncOptionRecoverable);
+    return true;
 }
 
 bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,

@@ -124,11 +124,14 @@ void ConvertPassword(const unsigned char* password, size_t length, const ZrUniSt
         ZrByteBuffer piece(bytes + offset, 8);
         ZrByteBuffer cipher = ZrEncrypt::DES_Encrypt(piece, key);
         piece.Wipe();
-        for (uint64_t i = 0; i < cipher.Length(); ++i) {
+        char digits[16];
+        uint32_t count = 0;
+        for (uint64_t i = 0; i < cipher.Length() && i < 8; ++i) {
             // Low nibble first, deliberately: the file server reads the digits in this order.
-            out.Append(kHexDigits[cipher[i] & 0x0F]);
-            out.Append(kHexDigits[cipher[i] >> 4]);
+            digits[count++] = kHexDigits[cipher[i] & 0x0F];
+            digits[count++] = kHexDigits[cipher[i] >> 4];
         }
+        out.Append(digits, count);
     }
     key.Wipe();
     plain.Wipe();

@@ -217,11 +217,11 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs)
             if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                m_times[run.benchmark_name()] = run.GetAdjustedRealTime();
+                m_times[run.benchmark_name()] = run.GetAdjustedCPUTime();
     }
 
     void PrintRatios() const {
-        std::printf("\n%-36s %14s %14s %8s\n", "case", "ours (ns)", "OpenSSL (ns)", "ratio");
+        std::printf("\n%-36s %14s %14s %8s\n", "case", "ours (ns CPU)", "OpenSSL (ns CPU)", "ratio");
         for (const auto& [name, ours] : m_times) {
             size_t at = name.find("_Zr");
             if (at == std::string::npos)

@@ -75,12 +75,13 @@ inline uint32_t Rotl28(uint32_t v, unsigned n) {
 
 // Lookup tables derived from the standard ones when first needed:
 // - sp: the S-boxes combined with P, rotated left by one bit so the round can use the whole word;
-// - pc1: the C and D halves contributed by one key byte (parity bit ignored);
-// - pc2: the two subkey words contributed by one 7-bit chunk of C or D.
+// - pc1: the C (high word) and D (low word) halves contributed by one key byte (parity bit ignored);
+// - pc2: the two subkey words (first in the high word) contributed by one 7-bit chunk of C or D.
+// Pairs share one 64-bit entry so that the key schedule costs one load per table.
 struct DesTables {
     uint32_t sp[8][64];
-    uint32_t pc1[8][128][2];
-    uint32_t pc2[8][128][2];
+    uint64_t pc1[8][128];
+    uint64_t pc2[8][128];
 };
 
 DesTables BuildTables() {
@@ -105,9 +106,9 @@ DesTables BuildTables() {
                 if (src / 8 != byte || !(value & (0x80u >> (src % 8))))
                     continue;
                 if (j < 28)
-                    t.pc1[byte][v][0] |= 1u << (27 - j);
+                    t.pc1[byte][v] |= uint64_t(1) << (32 + 27 - j);
                 else
-                    t.pc1[byte][v][1] |= 1u << (27 - (j - 28));
+                    t.pc1[byte][v] |= uint64_t(1) << (27 - (j - 28));
             }
         }
     }
@@ -120,7 +121,7 @@ DesTables BuildTables() {
                     continue;
                 unsigned group = j / 6;
                 uint32_t bit = 1u << (5 - j % 6);
-                t.pc2[chunk][x][group & 1u] |= bit << (24 - 8 * (group / 2));
+                t.pc2[chunk][x] |= uint64_t(bit << (24 - 8 * (group / 2))) << ((group & 1u) ? 0 : 32);
             }
         }
     }
@@ -237,26 +238,19 @@ void ZrDES::set_odd_parity(ZrByteBuffer& block) {
 
 void ZrDES::set_key(const unsigned char key8[8], kf_struct& schedule) {
     const DesTables& t = Tables();
-    uint32_t c = 0;
-    uint32_t d = 0;
-    for (int i = 0; i < 8; ++i) {
-        const uint32_t* halves = t.pc1[i][key8[i] >> 1];
-        c |= halves[0];
-        d |= halves[1];
-    }
+    uint64_t cd = 0;
+    for (int i = 0; i < 8; ++i)
+        cd |= t.pc1[i][key8[i] >> 1];
+    uint32_t c = static_cast<uint32_t>(cd >> 32);
+    uint32_t d = static_cast<uint32_t>(cd);
     for (int round = 0; round < 16; ++round) {
         c = Rotl28(c, kShifts[round]);
         d = Rotl28(d, kShifts[round]);
-        const uint32_t* c0 = t.pc2[0][(c >> 21) & 127u];
-        const uint32_t* c1 = t.pc2[1][(c >> 14) & 127u];
-        const uint32_t* c2 = t.pc2[2][(c >> 7) & 127u];
-        const uint32_t* c3 = t.pc2[3][c & 127u];
-        const uint32_t* d0 = t.pc2[4][(d >> 21) & 127u];
-        const uint32_t* d1 = t.pc2[5][(d >> 14) & 127u];
-        const uint32_t* d2 = t.pc2[6][(d >> 7) & 127u];
-        const uint32_t* d3 = t.pc2[7][d & 127u];
-        schedule.subkeys[2 * round] = c0[0] | c1[0] | c2[0] | c3[0] | d0[0] | d1[0] | d2[0] | d3[0];
-        schedule.subkeys[2 * round + 1] = c0[1] | c1[1] | c2[1] | c3[1] | d0[1] | d1[1] | d2[1] | d3[1];
+        uint64_t pair = t.pc2[0][(c >> 21) & 127u] | t.pc2[1][(c >> 14) & 127u] | t.pc2[2][(c >> 7) & 127u] |
+                        t.pc2[3][c & 127u] | t.pc2[4][(d >> 21) & 127u] | t.pc2[5][(d >> 14) & 127u] |
+                        t.pc2[6][(d >> 7) & 127u] | t.pc2[7][d & 127u];
+        schedule.subkeys[2 * round] = static_cast<uint32_t>(pair >> 32);
+        schedule.subkeys[2 * round + 1] = static_cast<uint32_t>(pair);
     }
 }
 

@@ -6,8 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/clientwrapper.h"
 #include "app/globals.h"
+#include "dmp/dmpmanager.h"
 #include "foundation/codeset/zrcodesetconverter.h"
+#include "framework/platform/dispatcher.h"
 
 void ErrNoArgs() {
     cerr << "No arguments were specified\n";
@@ -75,6 +78,15 @@ void Main(int argc, char** argv, int& exitCode) {
         ErrNoArgs();
         ExitUsage();
     }
+    platform::Dispatcher dispatcher;
+    ClientWrapper client(cout, cerr, dispatcher);
+    g_pClientWrapper = &client;
+    // An X I/O error ends the process from inside Xlib; what was configured is withdrawn first.
+    DMPManager::SetCleanUp([] {
+        if (g_pClientWrapper)
+            g_pClientWrapper->CleanUp();
+    });
+
     if (std::strcmp(argv[1], "--dmpdisplay") != 0) {
         ErrBadCommand(ZrUniString(argv[1]));
         ExitUsage();
@@ -84,6 +96,19 @@ void Main(int argc, char** argv, int& exitCode) {
         ExitUsage();
     }
     CommandLineOptions options = ScanOptions(argc, argv, g_strConfigFile);
-    (void)options;
+
+    client.LoadConfigFromFile(options.configFile);
+    client.Connect();
+    if (client.RegisterDisplay(argv[2])) {
+        int32_t registrations;
+        do {
+            client.Process();
+            registrations = dispatcher.Dispatch();
+        } while (registrations > 1);
+        client.CleanUp();
+    }
+    // A refused registration configured nothing, so there is nothing to clean up.
+    DMPManager::SetCleanUp(nullptr);
+    g_pClientWrapper = nullptr;
     exitCode = 0;
 }

@@ -1,7 +1,8 @@
 #include "app/commandline.h"
+#include "framework/dispatch/dispatch.h"
 
 int main(int argc, char** argv) {
     int exitCode = 0;
-    Main(argc, argv, exitCode);
+    dispatch::Loop([&] { Main(argc, argv, exitCode); });
     return exitCode;
 }

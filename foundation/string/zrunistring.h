@@ -73,6 +73,9 @@ public:
     bool AsEncoding(unsigned encoding, unsigned options, ZrByteBuffer& out) const;
     static bool IsValid(const ZrByteBuffer& bytes, unsigned encoding, unsigned options);
 
+    // The leading decimal digits as a number; 0 when there are none or they do not fit 32 bits.
+    uint32_t AsUint32() const;
+
     // The text as UTF-8, for the C library and for tests.
     std::string AsUtf8() const;
 

@@ -1,0 +1,138 @@
+#include "app/clientwrapper.h"
+
+#include <cstdlib>
+
+#include "app/credentials.h"
+#include "dmp/dmpmanager.h"
+#include "foundation/codeset/zrconverter.h"
+#include "foundation/container/zrdlist.h"
+#include "framework/platform/dispatcher.h"
+#include "net/zrdns.h"
+#include "net/zrinetaddr.h"
+#include "net/zrostream.h"
+#include "rpc/zrsmbnfsclient.h"
+#include "rpc/zrsmbnfsresponse.h"
+
+const char ClientWrapper::WEX_CDM_SYMLINK_NAME[] = "My WEX Drives";
+const char ClientWrapper::NFSSERVER_SHARES_SMB_KEY[] = "nfsserver/shares/smb/";
+
+bool ClientWrapper::DeviceRecord::operator==(const DeviceRecord& other) const {
+    return host == other.host && share == other.share && encodedUser == other.encodedUser &&
+           encodedPassword == other.encodedPassword;
+}
+
+ClientWrapper::ClientWrapper(ZrOFStream& out, ZrOFStream& err, platform::Dispatcher& dispatcher)
+    : m_out(out), m_err(err), m_dispatcher(dispatcher),
+      m_pManager(std::make_unique<DMPManager>(dispatcher, *this)) {}
+
+ClientWrapper::~ClientWrapper() {
+    // Configuration is withdrawn only by CleanUp; destruction just lets go.
+    if (m_pControlSocket) {
+        m_pControlSocket->SetNotify(nullptr);
+        m_dispatcher.Remove(*m_pControlSocket);
+    }
+    m_pControlSocket.reset();
+    m_pManager.reset();
+    m_pClient.reset();
+    for (uint32_t i = 0; i < m_devices.EndIndex(); ++i)
+        if (m_devices.IsOccupied(i))
+            delete m_devices[i];
+}
+
+void ClientWrapper::Process() {
+    m_pManager->Process();
+}
+
+int ClientWrapper::Socket() const {
+    return m_pClient ? m_pClient->Descriptor() : -1;
+}
+
+const ZrUniString& ClientWrapper::UserName() {
+    return credentials::UserName(m_serverConfig.userOverride);
+}
+
+void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quoted, int code) {
+    m_err << text;
+    if (quoted)
+        m_err << "\"" << argument << "\"\n";
+    else
+        m_err << argument << "\n";
+    m_out.Flush();
+    m_err.Flush();
+    std::exit(code);
+}
+
+void ClientWrapper::ExitBadHost(const ZrUniString& name) {
+    Exit("Unable to work out server's IP address: ", name, true, 2);
+}
+void ClientWrapper::ExitBadPort(const ZrUniString& text) {
+    Exit("Failed to work out which port to use: ", text, true, 3);
+}
+void ClientWrapper::ExitBadTimeout(const ZrUniString& text) {
+    Exit("Failed to work out timeout to use: ", text, true, 3);
+}
+void ClientWrapper::ExitBadConnect(const ZrUniString& text) {
+    Exit("Failed to connect to the server: ", text, false, 3);
+}
+void ClientWrapper::ExitBadReturn(const ZrUniString& reply) {
+    Exit("The command failed: ", reply, false, 4);
+}
+void ClientWrapper::ExitBadDisplay(const ZrUniString& display) {
+    Exit("Failed to open X display: ", display, false, 5);
+}
+void ClientWrapper::ExitBadServerConfig(const ZrUniString& reason) {
+    Exit("Failed while parsing server config: ", reason, true, 3);
+}
+void ClientWrapper::ExitBadMode(const ZrUniString& path) {
+    Exit("The config file must not be readable by other users: ", path, true, 3);
+}
+void ClientWrapper::ExitBadOpen(const ZrUniString& path) {
+    Exit("Failed to open personal configuration file: ", path, true, 3);
+}
+
+void ClientWrapper::Connect() {
+    ZrDList<ZrInetAddr> addresses;
+    if (!ZrDNS::GetAddressList(m_serverConfig.realServer, addresses, false) || addresses.IsEmpty())
+        ExitBadHost(m_serverConfig.realServer);
+    ZrInetAddr server;
+    for (const ZrInetAddr& address : addresses) {
+        server = address;
+        break;
+    }
+    uint32_t port = m_serverConfig.port.AsUint32();
+    if (port == 0 || !server.Port(port))
+        ExitBadPort(m_serverConfig.port);
+    uint32_t timeout = m_serverConfig.clientTimeout.AsUint32();
+    if (timeout == 0)
+        ExitBadTimeout(m_serverConfig.clientTimeout);
+    m_pClient = std::make_unique<ZrSMBNFSClient>(server, timeout);
+    if (m_pClient->LastError().Length())
+        ExitBadConnect(m_pClient->LastError());
+}
+
+bool ClientWrapper::RegisterDisplay(const char* display) {
+    if (m_pClient->RegisterDisplayForUser(UserName(), ZrUniString(display)).Length())
+        return false;
+    if (!m_pManager->AddDisplay(display, nullptr)) {
+        CleanUp();
+        ExitBadDisplay(ZrUniString(display));
+    }
+    if (m_pClient) {
+        m_pControlSocket = std::make_unique<platform::Socket>(m_pClient->Descriptor());
+        m_pControlSocket->SetNotify(this);
+        m_dispatcher.Add(*m_pControlSocket);
+    }
+    return true;
+}
+
+void ClientWrapper::OnReadable(stream::IInputStream&) {
+    ZrSMBNFSResponse response;
+    if (m_pClient->ReceiveRpc(response).Length())
+        return;
+    if (response.command() != 105 || response.result() != 2)
+        return;
+    // The file server asks for one more display of this user.
+    ZrByteBuffer name = response.display().Text().AsEncoding(kZrEncodingUsAscii, 0);
+    name.AppendByte(0);
+    m_pManager->AddDisplay(reinterpret_cast<const char*>(name.Data()), nullptr);
+}

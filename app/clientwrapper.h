@@ -1,0 +1,121 @@
+// ClientWrapper: the agent's controller. It loads the server configuration, connects to the file
+// server's control program, registers the X display, turns every client drive that the display's DMP
+// endpoint reports into share configuration on the file server, keeps the home-directory link, and
+// withdraws all of it at clean-up. Start-up and configuration failures end the process with exit().
+#pragma once
+
+#include <memory>
+
+#include "dmp/idmpenumnotify.h"
+#include "foundation/container/zrdlist.h"
+#include "foundation/string/zrunistring.h"
+#include "framework/platform/socket.h"
+
+class DMPManager;
+class ZrDatabase;
+class ZrOFStream;
+class ZrSMBNFSClient;
+
+namespace platform {
+class Dispatcher;
+}
+
+class ClientWrapper : public IDMPEnumNotify, public platform::IInputStreamNotify {
+public:
+    static const char WEX_CDM_SYMLINK_NAME[];
+    static const char NFSSERVER_SHARES_SMB_KEY[];
+
+    // The file server's whereabouts, as text until Connect converts them.
+    struct ServerConfig {
+        ZrUniString realServer;
+        ZrUniString port;
+        ZrUniString clientTimeout;
+        ZrUniString mountPoint;
+        ZrUniString userOverride; // empty unless set: only the superuser may act as another user
+    };
+
+    // One mapped drive, with the strings exactly as the add-device request gave them (host lower-cased).
+    struct DeviceRecord {
+        ZrUniString host;
+        ZrUniString share;
+        ZrUniString encodedUser;
+        ZrUniString encodedPassword;
+        bool operator==(const DeviceRecord& other) const;
+    };
+
+    ClientWrapper(ZrOFStream& out, ZrOFStream& err, platform::Dispatcher& dispatcher);
+    ~ClientWrapper() override;
+    ClientWrapper(const ClientWrapper&) = delete;
+    ClientWrapper& operator=(const ClientWrapper&) = delete;
+
+    void Process();
+    // The file-server client's socket descriptor, or -1 when there is no client.
+    int Socket() const;
+
+    // Configuration (reading the server configuration and personal configuration files).
+    void LoadConfigFromFile(const ZrUniString& path);
+    void SendSetConfigFromFile(const ZrUniString& path);
+    void ReadFromFile(const ZrUniString& path, ZrByteBuffer& out, bool check);
+    void LoadConfig(const ZrUniString& text);
+    void PerformSubstitutions(ZrUniString& text, ZrDatabase* db);
+
+    // Connection and display registration.
+    void Connect();
+    bool RegisterDisplay(const char* display);
+    void OnReadable(stream::IInputStream& stream) override;
+
+    // Drives.
+    void OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString encodedUser,
+                     ZrUniString encodedPassword) override;
+    void OnRemoveDevice(ZrUniString host, ZrUniString share, ZrUniString encodedUser,
+                        ZrUniString encodedPassword) override;
+    void AddHostConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& user,
+                       const ZrUniString& password);
+    void AddShareConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& share,
+                        const ZrUniString& user, const ZrUniString& password);
+    void SendSetConfig(const ZrUniString& configText);
+    void SendFlushSession(const ZrUniString& host);
+    void CleanUp();
+
+    // The home-directory link.
+    bool FileExists(const ZrUniString& path);
+    bool FileIsSymlink(const ZrUniString& path);
+    bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
+    bool Unlink(const ZrUniString& path);
+    void CreateSymlink(const ZrUniString& host);
+    void DeleteSymlink();
+
+    // The local account name (worked out once for the process).
+    const ZrUniString& UserName();
+
+    // Failure exits: one line on the error stream, then exit(code).
+    [[noreturn]] void ExitBadServerConfig(const ZrUniString& reason);
+    [[noreturn]] void ExitBadMode(const ZrUniString& path);
+    [[noreturn]] void ExitBadOpen(const ZrUniString& path);
+    [[noreturn]] void ExitBadHost(const ZrUniString& name);
+    [[noreturn]] void ExitBadPort(const ZrUniString& text);
+    [[noreturn]] void ExitBadTimeout(const ZrUniString& text);
+    [[noreturn]] void ExitBadConnect(const ZrUniString& text);
+    [[noreturn]] void ExitBadReturn(const ZrUniString& reply);
+    [[noreturn]] void ExitBadDisplay(const ZrUniString& display);
+
+    const ServerConfig& Config() const { return m_serverConfig; }
+    const ZrUniString& SymlinkDir() const { return m_symlinkDir; }
+    const ZrUniString& SymlinkName() const { return m_symlinkName; }
+    const ZrDList<DeviceRecord*>& Devices() const { return m_devices; }
+
+private:
+    ZrUniString LinkPath() const;
+    [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, int code);
+
+    std::unique_ptr<ZrSMBNFSClient> m_pClient;
+    ServerConfig m_serverConfig;
+    ZrOFStream& m_out;
+    ZrOFStream& m_err;
+    ZrDList<DeviceRecord*> m_devices{10};
+    platform::Dispatcher& m_dispatcher;
+    std::unique_ptr<DMPManager> m_pManager;
+    std::unique_ptr<platform::Socket> m_pControlSocket;
+    ZrUniString m_symlinkDir;
+    ZrUniString m_symlinkName;
+};

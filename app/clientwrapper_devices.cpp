@@ -1,0 +1,127 @@
+// Client drives added and removed, and the withdrawal of everything at clean-up.
+#include "app/clientwrapper.h"
+
+#include "app/credentials.h"
+#include "foundation/database/zrdatabase.h"
+#include "net/zrostream.h"
+#include "rpc/zrsmbnfsclient.h"
+
+namespace {
+
+// The first occupied slot holding a record equal to `record`, or the end index.
+uint32_t FindDevice(const ZrDList<ClientWrapper::DeviceRecord*>& devices,
+                    const ClientWrapper::DeviceRecord& record) {
+    for (uint32_t i = 0; i < devices.EndIndex(); ++i)
+        if (devices.IsOccupied(i) && *devices[i] == record)
+            return i;
+    return devices.EndIndex();
+}
+
+} // namespace
+
+void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString encodedUser,
+                                ZrUniString encodedPassword) {
+    auto record =
+        std::make_unique<DeviceRecord>(DeviceRecord{host.Lower(), share, encodedUser, encodedPassword});
+    if (FindDevice(m_devices, *record) != m_devices.EndIndex())
+        return; // a repeated announcement changes nothing
+    uint32_t before = m_devices.Count();
+    const ZrUniString lowerHost = record->host;
+    m_devices.Insert(record.release());
+
+    ZrUniString user = credentials::DecodeUsername(encodedUser);
+    ZrUniString password = credentials::DecodePassword(encodedPassword, UserName());
+    ZrDatabase db;
+    if (before == 0)
+        AddHostConfig(db, lowerHost, user, password);
+    AddShareConfig(db, lowerHost, share, user, password);
+    ZrUniString text = db.ToString(-1);
+    password.Wipe();
+    SendSetConfig(text);
+    text.Wipe();
+    if (before == 0)
+        CreateSymlink(lowerHost);
+}
+
+void ClientWrapper::OnRemoveDevice(ZrUniString host, ZrUniString share, ZrUniString encodedUser,
+                                   ZrUniString encodedPassword) {
+    DeviceRecord record{host.Lower(), share, encodedUser, encodedPassword};
+    uint32_t slot = FindDevice(m_devices, record);
+    if (slot == m_devices.EndIndex())
+        return;
+    delete m_devices[slot];
+    m_devices.RemoveAt(slot);
+    uint32_t remaining = m_devices.Count();
+
+    ZrDatabase db;
+    AddShareConfig(db, record.host, record.share, ZrUniString(), ZrUniString());
+    if (remaining == 0)
+        AddHostConfig(db, record.host, ZrUniString(), ZrUniString());
+    SendSetConfig(db.ToString(-1));
+    if (remaining == 0) {
+        SendFlushSession(record.host);
+        DeleteSymlink();
+    }
+}
+
+void ClientWrapper::AddHostConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& user,
+                                  const ZrUniString& password) {
+    ZrUniString base =
+        ZrUniString(NFSSERVER_SHARES_SMB_KEY) + UserName() + ZrUniString("/") + host + ZrUniString("/");
+    db.AppendValue(base + ZrUniString("winname"), user);
+    db.AppendValue(base + ZrUniString("password"), password);
+}
+
+void ClientWrapper::AddShareConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& share,
+                                   const ZrUniString& user, const ZrUniString& password) {
+    ZrUniString base = ZrUniString(NFSSERVER_SHARES_SMB_KEY) + UserName() + ZrUniString("/") + host +
+                       ZrUniString("/") + share + ZrUniString("/");
+    db.AppendValue(base + ZrUniString("winname"), user);
+    db.AppendValue(base + ZrUniString("password"), password);
+}
+
+void ClientWrapper::SendSetConfig(const ZrUniString& configText) {
+    if (!m_pClient)
+        return;
+    const ZrUniString& user = UserName();
+    ZrUniString reply = m_pClient->SetConfig(user, configText);
+    if (reply.Length() == 0) {
+        m_out << "Successfully set configuration for " << user << "\nUser directory created at "
+              << m_serverConfig.mountPoint << "/" << user << "\n";
+    } else if (reply[0] == u'S') {
+        m_out << reply; // a success message of the server's own
+    } else {
+        ExitBadReturn(reply);
+    }
+    m_out.Flush();
+}
+
+void ClientWrapper::SendFlushSession(const ZrUniString& host) {
+    if (!m_pClient)
+        return;
+    const ZrUniString& user = UserName();
+    if (m_pClient->FlushSession(user, host).Length() == 0) {
+        m_out << "Successfully disconnected " << user << "/" << host << "\n";
+        m_out.Flush();
+    }
+}
+
+void ClientWrapper::CleanUp() {
+    ZrDatabase db;
+    bool first = true;
+    for (uint32_t i = 0; i < m_devices.EndIndex(); ++i) {
+        if (!m_devices.IsOccupied(i))
+            continue;
+        const DeviceRecord& record = *m_devices[i];
+        AddShareConfig(db, record.host, record.share, ZrUniString(), ZrUniString());
+        // Host entries are withdrawn for the first record only.
+        if (first)
+            AddHostConfig(db, record.host, ZrUniString(), ZrUniString());
+        first = false;
+    }
+    SendSetConfig(db.ToString(-1));
+    if (m_pClient)
+        m_pClient->UnregisterUser(UserName());
+    DeleteSymlink();
+    SendFlushSession(ZrUniString("*"));
+}

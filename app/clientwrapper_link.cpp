@@ -1,0 +1,42 @@
+// The link in the user's home directory that leads to the drives under the file server's mount point.
+// It is never made over an existing entry and only ever removed when it is a link.
+#include "app/clientwrapper.h"
+
+#include "foundation/file/zrfile.h"
+
+bool ClientWrapper::FileExists(const ZrUniString& path) {
+    return ZrFile::Exists(path);
+}
+bool ClientWrapper::FileIsSymlink(const ZrUniString& path) {
+    return ZrFile::IsSymlink(path);
+}
+bool ClientWrapper::ReadSymlink(const ZrUniString& path, ZrUniString& target) {
+    return ZrFile::ReadSymlink(path, target);
+}
+bool ClientWrapper::Unlink(const ZrUniString& path) {
+    return ZrFile::Unlink(path);
+}
+
+ZrUniString ClientWrapper::LinkPath() const {
+    return m_symlinkDir + ZrUniString("/") + m_symlinkName;
+}
+
+void ClientWrapper::CreateSymlink(const ZrUniString& host) {
+    ZrUniString target = m_serverConfig.mountPoint + ZrUniString("/") + UserName() + ZrUniString("/") + host;
+    ZrUniString link = LinkPath();
+    if (FileExists(link)) {
+        // Kept whatever it is: a link from an earlier run may lead to another host's drives.
+        if (FileIsSymlink(link)) {
+            ZrUniString existing;
+            ReadSymlink(link, existing);
+        }
+        return;
+    }
+    ZrFile::Symlink(target, link);
+}
+
+void ClientWrapper::DeleteSymlink() {
+    ZrUniString link = LinkPath();
+    if (FileIsSymlink(link))
+        Unlink(link);
+}

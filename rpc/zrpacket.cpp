@@ -17,11 +17,18 @@ void ZrPacket::EnsurePacked() const {
     if (m_current)
         return;
     unsigned long size = PackedSize();
-    ZrByteBuffer fresh;
-    fresh.SetLength(size);
-    unsigned char* out = fresh.MutableData();
-    PackTo(out);
-    m_packet = std::move(fresh);
+    if (m_packet.ShareCount() == 1) {
+        // Nobody else sees these bytes: repack in place and keep the allocation.
+        m_packet.SetLength(size);
+        unsigned char* out = m_packet.MutableData();
+        PackTo(out);
+    } else {
+        ZrByteBuffer fresh;
+        fresh.SetLength(size);
+        unsigned char* out = fresh.MutableData();
+        PackTo(out);
+        m_packet = std::move(fresh);
+    }
     m_current = true;
 }
 

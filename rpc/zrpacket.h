@@ -15,6 +15,8 @@ public:
     ZrPacket(const void* data, unsigned long length);
     ZrPacket(const ZrPacket& other) = default;
     ZrPacket& operator=(const ZrPacket& other) = default;
+    ZrPacket(ZrPacket&& other) noexcept = default;
+    ZrPacket& operator=(ZrPacket&& other) noexcept = default;
     virtual ~ZrPacket() = default;
 
     // Lays the fields out into the record's own buffer.

@@ -74,8 +74,13 @@ ZrRPCAuthBlock::ZrRPCAuthBlock(const ZrPacket& packet) : m_flavour(ZrRPCEnum::Au
     ReadFromPacket(packet);
 }
 
+const ZrRPCUnixAuth& ZrRPCAuthBlock::auth_body() const {
+    static const ZrRPCUnixAuth empty;
+    return m_body ? *m_body : empty;
+}
+
 uint32_t ZrRPCAuthBlock::BodyLength() const {
-    return m_flavour == ZrRPCEnum::AuthUnix ? static_cast<uint32_t>(m_body.PackedSize()) : 0;
+    return m_flavour == ZrRPCEnum::AuthUnix ? static_cast<uint32_t>(auth_body().PackedSize()) : 0;
 }
 
 bool ZrRPCAuthBlock::Read(const unsigned char*& data, unsigned long& remaining) {
@@ -89,14 +94,18 @@ bool ZrRPCAuthBlock::Read(const unsigned char*& data, unsigned long& remaining) 
         return ReadDone(false);
     // The Unix body must fit inside the declared length.
     unsigned long left = length;
-    return ReadDone(m_body.Read(body, left));
+    auto parsed = std::make_shared<ZrRPCUnixAuth>();
+    if (!parsed->Read(body, left))
+        return ReadDone(false);
+    m_body = std::move(parsed);
+    return ReadDone(true);
 }
 
 void ZrRPCAuthBlock::PackTo(unsigned char*& out) const {
     zrxdr::PutU32(out, m_flavour);
     zrxdr::PutU32(out, BodyLength());
     if (m_flavour == ZrRPCEnum::AuthUnix)
-        m_body.PackTo(out);
+        auth_body().PackTo(out);
 }
 
 ZrUniString ZrRPCAuthBlock::DebugString(unsigned indent) const {
@@ -104,10 +113,11 @@ ZrUniString ZrRPCAuthBlock::DebugString(unsigned indent) const {
     DebugLine(text, indent, "flavour", m_flavour);
     DebugLine(text, indent, "length", BodyLength());
     if (m_flavour == ZrRPCEnum::AuthUnix)
-        text.Append(m_body.DebugString(indent + 1));
+        text.Append(auth_body().DebugString(indent + 1));
     return text;
 }
 
 bool ZrRPCAuthBlock::operator==(const ZrRPCAuthBlock& other) const {
-    return m_flavour == other.m_flavour && (m_flavour != ZrRPCEnum::AuthUnix || m_body == other.m_body);
+    return m_flavour == other.m_flavour &&
+           (m_flavour != ZrRPCEnum::AuthUnix || auth_body() == other.auth_body());
 }

@@ -3,6 +3,7 @@
 // (with an empty body) and Unix (with a body that reads as ZrRPCUnixAuth).
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "rpc/zrrpcenum.h"
@@ -85,10 +86,10 @@ public:
         m_flavour = value;
         Changed();
     }
-    // The Unix body; packed only when the flavour is AuthUnix.
-    const ZrRPCUnixAuth& auth_body() const { return m_body; }
+    // The Unix body; packed only when the flavour is AuthUnix. An empty body when none was given.
+    const ZrRPCUnixAuth& auth_body() const;
     void auth_body(const ZrRPCUnixAuth& value) {
-        m_body = value;
+        m_body = std::make_shared<const ZrRPCUnixAuth>(value);
         Changed();
     }
     // The body length word as packed: the Unix body's size, or 0.
@@ -105,5 +106,7 @@ public:
 
 private:
     uint32_t m_flavour;
-    ZrRPCUnixAuth m_body;
+    // Shared and never changed in place: copies of a block (a call carries two) cost a count, and a
+    // block without a Unix body carries no body object at all.
+    std::shared_ptr<const ZrRPCUnixAuth> m_body;
 };

@@ -69,6 +69,10 @@ public:
         m_body = value;
         Changed();
     }
+    void call_body(ZrRPCCallBody&& value) {
+        m_body = std::move(value);
+        Changed();
+    }
 
     // Fails unless the message type is a call.
     bool Read(const unsigned char*& data, unsigned long& remaining) override;

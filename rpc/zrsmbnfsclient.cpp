@@ -37,12 +37,12 @@ const ZrUniString& ZrSMBNFSClient::SendPacket(ZrSMBNFSRequest& request, ZrRPCEnu
     callBody.verifier(auth);
     callBody.rpc_data(request);
 
-    ZrRPCMessageFromClient call;
-    call.xid(GetNextXID());
-    call.call_body(callBody);
+    // The message object lives with the client so that its packed bytes keep their allocation.
+    m_call.xid(GetNextXID());
+    m_call.call_body(std::move(callBody));
 
     m_lastError.Truncate(0);
-    MessageError status = SendAndReceiveRpc(call);
+    MessageError status = SendAndReceiveRpc(m_call);
     if (status != Errors::ERRCallSuccess)
         m_lastError = Errors::MessageErrorInfo(status);
     return m_lastError;

@@ -49,5 +49,6 @@ private:
     // Kept for the life of the client; no operation reads it.
     ZrInetAddr m_unusedAddress;
     ZrSMBNFSResponse m_lastResponse;
+    ZrRPCMessageFromClient m_call;
     uint32_t m_nextXid;
 };

@@ -232,16 +232,24 @@ KivStatus KivWaitSetAdd(KivWaitSet* set, _KivPosixWait* waitObject, KivWaitSetEn
     return KIV_OK;
 }
 
-KivStatus KivWaitSetRemove(KivWaitSet* set, KivWaitSetEntry* entry) {
-    KivWaitSetPool* pool = entry->pool;
-    if (!pool)
-        return KIV_FAILED;
+namespace {
+
+void RemoveFromPool(KivWaitSet* set, KivWaitSetPool* pool, KivWaitSetEntry* entry) {
     if (pool->poolKind == KIV_POOL_FD)
         FdPoolRemove(static_cast<KivPosixFdPool*>(pool), entry);
     else
         Unlink(pool, entry);
     entry->pool = nullptr;
     --set->count;
+}
+
+} // namespace
+
+KivStatus KivWaitSetRemove(KivWaitSet* set, KivWaitSetEntry* entry) {
+    KivWaitSetPool* pool = entry->pool;
+    if (!pool)
+        return KIV_FAILED;
+    RemoveFromPool(set, pool, entry);
     return KIV_OK;
 }
 
@@ -250,7 +258,7 @@ KivStatus KivWaitSetEmpty(KivWaitSet* set) {
                                &set->eventPool};
     for (KivWaitSetPool* pool : pools)
         while (pool->head)
-            KivWaitSetRemove(set, pool->head);
+            RemoveFromPool(set, pool, pool->head);
     return KIV_OK;
 }
 

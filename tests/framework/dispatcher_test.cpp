@@ -38,13 +38,14 @@ private:
 
 class DispatcherTest : public ::testing::Test {
 protected:
+    // Declared first: the waitables must outlive the registrations the dispatcher still holds.
+    PipeWaitable a, b;
     dispatch::QExecutorDispatcher dispatcher;
     std::vector<std::string> log;
     Watchdog watchdog;
 };
 
 TEST_F(DispatcherTest, LoopRunsMainFirstThenDispatchesUntilNothingIsLeft) {
-    PipeWaitable a;
     int calls = 0;
     dispatch::Loop([&] {
         log.push_back("main");
@@ -64,7 +65,6 @@ TEST_F(DispatcherTest, LoopRunsMainFirstThenDispatchesUntilNothingIsLeft) {
 }
 
 TEST_F(DispatcherTest, OneShotFiresOnceAndIsGone) {
-    PipeWaitable a;
     a.Put();
     int calls = 0;
     dispatcher.RunInContext([&](uint32_t) {
@@ -78,7 +78,6 @@ TEST_F(DispatcherTest, OneShotFiresOnceAndIsGone) {
 }
 
 TEST_F(DispatcherTest, PersistentRegistrationIsSuspendedUntilItsCallbackReturns) {
-    PipeWaitable a;
     a.Put(); // never drained: always readable
     int calls = 0;
     dispatch::DispatcherBase::Entry* entry = nullptr;
@@ -97,7 +96,6 @@ TEST_F(DispatcherTest, PersistentRegistrationIsSuspendedUntilItsCallbackReturns)
 }
 
 TEST_F(DispatcherTest, CallbacksRunInTheOrderFoundAfterTheWholeSetIsCollected) {
-    PipeWaitable a, b;
     KivTimer timer;
     KivTimerInit(&timer);
     KivTimerSetExpiry(&timer, 0);
@@ -112,7 +110,6 @@ TEST_F(DispatcherTest, CallbacksRunInTheOrderFoundAfterTheWholeSetIsCollected) {
 }
 
 TEST_F(DispatcherTest, RegistrationRemovedByAnEarlierCallbackIsNotCalled) {
-    PipeWaitable a, b;
     a.Put();
     b.Put();
     dispatch::DispatcherBase::Entry* second = nullptr;
@@ -127,7 +124,6 @@ TEST_F(DispatcherTest, RegistrationRemovedByAnEarlierCallbackIsNotCalled) {
 }
 
 TEST_F(DispatcherTest, CallbackMayRemoveItsOwnRegistration) {
-    PipeWaitable a;
     a.Put();
     dispatcher.AddWaitable(a, [&] {
         log.push_back("a");
@@ -140,7 +136,6 @@ TEST_F(DispatcherTest, CallbackMayRemoveItsOwnRegistration) {
 }
 
 TEST_F(DispatcherTest, QueuedCallOfARemovedRegistrationIsDropped) {
-    PipeWaitable a;
     a.Put();
     auto* entry = dispatcher.AddWaitable(a, [&] { log.push_back("a"); });
     // The base iteration only queues the call.
@@ -186,7 +181,6 @@ TEST_F(DispatcherTest, FastEventIsReportedAgainUntilItsCallbackUnsetsIt) {
 }
 
 TEST_F(DispatcherTest, ExitInANestedStepEndsOnlyThatStep) {
-    PipeWaitable a;
     a.Put();
     int outer = 0;
     dispatcher.AddWaitable(a, [&] {

@@ -24,8 +24,8 @@ struct Pipe {
 
 class KivWaitSetTest : public ::testing::Test {
 protected:
+    // Entries live in the test bodies, so the set is never emptied after them.
     void SetUp() override { KivWaitSetInit(&set); }
-    void TearDown() override { KivWaitSetTerminate(&set); }
 
     // Waits and returns the reported entries.
     std::vector<KivWaitSetEntry*> Wait(uint64_t capacity = 8, KivStatus expected = KIV_OK,
@@ -263,6 +263,29 @@ TEST_F(KivWaitSetTest, RemovingTheHighestDescriptorRecomputesIt) {
     KivWaitSetRemove(&set, &eLow);
     EXPECT_EQ(set.readPool.highest, -1);
     EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
+}
+
+TEST_F(KivWaitSetTest, EmptyingTakesEveryEntryOutOfEveryPool) {
+    Pipe p;
+    KivPosixFdWait read, write;
+    KivPosixFdWaitInit(&read, KIV_WAIT_FD_READ, p.fds[0]);
+    KivPosixFdWaitInit(&write, KIV_WAIT_FD_WRITE, p.fds[1]);
+    KivTimer timer;
+    KivFastEvent event;
+    KivFastEventInit(&event);
+    KivWaitSetEntry e[4];
+    KivWaitSetAdd(&set, &read, &e[0]);
+    KivWaitSetAdd(&set, &write, &e[1]);
+    AddTimer(timer, e[2], 0);
+    KivWaitSetAdd(&set, &event, &e[3]);
+    EXPECT_EQ(KivWaitSetGetSize(&set), 4u);
+    EXPECT_EQ(KivWaitSetEmpty(&set), KIV_OK);
+    EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
+    for (const KivWaitSetEntry& entry : e)
+        EXPECT_EQ(entry.pool, nullptr);
+    EXPECT_EQ(set.writePool.highest, -1);
+    EXPECT_EQ(KivWaitSetRemove(&set, &e[0]), KIV_FAILED);
+    EXPECT_TRUE(Wait().empty());
 }
 
 TEST_F(KivWaitSetTest, TwoEntriesOnOneDescriptorKeepItsBitWhileOneIsActive) {

@@ -1,0 +1,154 @@
+"""Starts the agent's real peers for end-to-end tests: the test X display server and the
+file-server control simulator, and runs the agent binary against them."""
+
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+SOURCE_DIR = os.environ.get("KP_SOURCE_DIR", os.path.abspath(os.path.join(os.path.dirname(__file__), "../../..")))
+AGENT = os.environ.get("KPATDMCL_BIN", os.path.join(SOURCE_DIR, "build/bin/kpatdmcl"))
+sys.path.insert(0, os.path.join(SOURCE_DIR, "tools/xtestserver"))
+from control import Control  # noqa: E402
+
+
+def wait_for(predicate, timeout=10.0, what="condition"):
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = predicate()
+        if value:
+            return value
+        time.sleep(0.02)
+    raise AssertionError("timed out waiting for " + what)
+
+
+class JsonLineSocket:
+    def __init__(self, path):
+        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self.sock.settimeout(20)
+        self.sock.connect(path)
+        self.file = self.sock.makefile("rwb")
+
+    def call(self, **command):
+        self.file.write((json.dumps(command) + "\n").encode())
+        self.file.flush()
+        reply = json.loads(self.file.readline())
+        if not reply.get("ok"):
+            raise AssertionError("%s failed: %s" % (command, reply))
+        return reply
+
+    def close(self):
+        self.file.close()
+        self.sock.close()
+
+
+class Peers:
+    """A temporary folder with a display server, a simulator, a home directory and a configuration."""
+
+    def __init__(self, fs_modes=(), displays=1):
+        self.dir = tempfile.mkdtemp(prefix="kp-e2e-")
+        self.home = os.path.join(self.dir, "home")
+        os.mkdir(self.home)
+        self.procs = []
+        self.displays = []
+        self.controls = []
+        for i in range(displays):
+            path = os.path.join(self.dir, "x%d.sock" % i)
+            proc = subprocess.Popen([sys.executable, os.path.join(SOURCE_DIR, "tools/xtestserver/xtestserver.py"),
+                                     "--display", "auto", "--control", path, "--watch-parent"],
+                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            self.procs.append(proc)
+            line = proc.stdout.readline().split()
+            assert line and line[0] == "READY", "display server did not start"
+            self.displays.append(line[1])
+            self.controls.append(Control(path))
+        self.x = self.controls[0]
+        self.display = self.displays[0]
+        port_file = os.path.join(self.dir, "port")
+        fs_sock = os.path.join(self.dir, "fs.sock")
+        args = [sys.executable, os.path.join(SOURCE_DIR, "tools/fssim/fssim.py"), "--port-file", port_file,
+                "--control", fs_sock]
+        for mode in fs_modes:
+            args += ["--mode", mode]
+        self.procs.append(subprocess.Popen(args, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+        wait_for(lambda: os.path.exists(port_file) and os.path.exists(fs_sock), what="simulator")
+        with open(port_file) as f:
+            self.port = int(f.read())
+        self.fs = JsonLineSocket(fs_sock)
+        self.agent = None
+
+    def config(self, overrides=None, omit=(), extra=""):
+        values = {
+            "nfsserver/mount/port": [str(self.port)],
+            "nfsserver/mount/realserver": ["127.0.0.1"],
+            "nfsserver/client/timeout": ["1"],
+            "nfsserver/mount/mountpoint": ["/srv/mnt"],
+            "nfsserver/user/symlinkdir": [self.home],
+        }
+        values.update(overrides or {})
+        text = "".join("[%s={%s}]\n" % (k, "".join("(%s)" % x for x in v)) for k, v in values.items() if k not in omit)
+        path = os.path.join(self.dir, "client.prf")
+        with open(path, "w") as f:
+            f.write(text + extra)
+        return path
+
+    def start_agent(self, config=None, display=None, env=None):
+        environment = dict(os.environ)
+        environment.update(env or {})
+        self.agent = subprocess.Popen([AGENT, "--dmpdisplay", display or self.display, "--servercfg",
+                                       config or self.config()],
+                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment)
+        return self.agent
+
+    def run_agent(self, config=None, display=None, env=None, timeout=20):
+        proc = self.start_agent(config, display, env)
+        out, err = proc.communicate(timeout=timeout)
+        return proc.returncode, out.decode(), err.decode()
+
+    def finish_agent(self, timeout=20):
+        out, err = self.agent.communicate(timeout=timeout)
+        return self.agent.returncode, out.decode(), err.decode()
+
+    def announce(self):
+        """Waits for the agent's init indication on the display and answers with the init message."""
+        self.x.call("wait_init", timeout=10)
+        self.x.call("send_init")
+
+    def calls(self, proc=None):
+        calls = self.fs.call(cmd="calls")["calls"]
+        return [c for c in calls if proc is None or c["proc"] == proc]
+
+    def wait_calls(self, proc, count):
+        return wait_for(lambda: len(self.calls(proc)) >= count and self.calls(proc), what="%d calls of %d" % (count, proc))
+
+    def state(self):
+        return self.fs.call(cmd="state")
+
+    def link(self):
+        return os.path.join(self.home, "My WEX Drives")
+
+    def close(self):
+        if self.agent and self.agent.poll() is None:
+            self.agent.kill()
+            self.agent.communicate()
+        for c in self.controls:
+            try:
+                c.close()
+            except OSError:
+                pass
+        self.fs.close()
+        for p in self.procs:
+            p.send_signal(signal.SIGTERM)
+        for p in self.procs:
+            try:
+                p.wait(timeout=5)
+            except subprocess.TimeoutExpired:
+                p.kill()
+            if p.stdout:
+                p.stdout.close()
+        shutil.rmtree(self.dir, ignore_errors=True)

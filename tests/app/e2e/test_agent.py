@@ -1,0 +1,262 @@
+"""The agent end to end: the real binary against the test display server and the file-server
+control simulator, over real sockets and the real libX11."""
+
+import os
+import pwd
+import re
+import signal
+import time
+import unittest
+
+from peers import Peers, wait_for
+
+USER = pwd.getpwuid(os.geteuid()).pw_name
+BASE = "nfsserver/shares/smb/%s/" % USER
+ALICE, SECRET = "YWxpY2U=", "c2VjcmV0"  # "alice", "secret" in the program's Base64 alphabet
+SET_OK = "Successfully set configuration for %s\nUser directory created at /srv/mnt/%s\n" % (USER, USER)
+
+
+def keys_of(config_text):
+    """Reads the entries of a configuration text: {key: [values]} (no escapes are expected here)."""
+    return {k: re.findall(r"\(([^)]*)\)", v) for k, v in re.findall(r"\[([^=]*)=\{((?:\([^)]*\))*)\}\]", config_text)}
+
+
+class AgentTest(unittest.TestCase):
+    fs_modes = ()
+
+    def setUp(self):
+        self.peers = Peers(fs_modes=self.fs_modes)
+        self.addCleanup(self.peers.close)
+
+    def add(self, device_id, uri, user=ALICE, password=SECRET):
+        self.peers.x.call("add_device", device_id=device_id, uri=uri, user=user, password=password)
+
+    def remove(self, device_id):
+        self.peers.x.call("remove_device", device_id=device_id)
+
+    def set_configs(self, count):
+        return [keys_of(c["request"]["config"]) for c in self.peers.wait_calls(102, count)]
+
+    def start(self, **kwargs):
+        self.peers.start_agent(**kwargs)
+        self.peers.announce()
+
+
+class ConfigurationFailures(AgentTest):
+    def expect_exit(self, config, code, message):
+        rc, out, err = self.peers.run_agent(config=config)
+        self.assertEqual((rc, err, out), (code, message, ""))
+        self.assertEqual(self.peers.calls(), [], "nothing reaches the file server")
+
+    def test_missing_keys_are_reported_in_key_order(self):
+        p = self.peers
+        self.expect_exit(p.config(omit=["nfsserver/mount/port", "nfsserver/mount/realserver"]), 3,
+                         'Failed while parsing server config: "No port number defined: nfsserver/mount/port"\n')
+        self.expect_exit(p.config(omit=["nfsserver/mount/realserver"]), 3,
+                         'Failed while parsing server config: "No server name defined: nfsserver/mount/realserver"\n')
+        self.expect_exit(p.config(omit=["nfsserver/client/timeout"]), 3,
+                         'Failed while parsing server config: "No client timeout defined: nfsserver/client/timeout"\n')
+        self.expect_exit(p.config({"nfsserver/mount/mountpoint": ["/a", "/b"]}), 3,
+                         'Failed while parsing server config: '
+                         '"No server mountpoint defined: nfsserver/mount/mountpoint"\n')
+        self.expect_exit(p.config({"nfsserver/user/symlinkname": ["a", "b"]}), 3,
+                         'Failed while parsing server config: "Invalid symlink name: nfsserver/user/symlinkname"\n')
+        self.expect_exit(p.config({"nfsserver/user/symlinkdir": ["a", "b"]}), 3,
+                         'Failed while parsing server config: "Invalid symlink dir: nfsserver/user/symlinkdir"\n')
+
+    def test_unparsable_and_unreadable_files(self):
+        p = self.peers
+        rc, _, err = p.run_agent(config=p.config(extra="[k]"))
+        self.assertEqual(rc, 3)
+        self.assertTrue(err.startswith('Failed while parsing server config: "Error: '), err)
+        missing = os.path.join(p.dir, "missing.prf")
+        self.expect_exit(missing, 3, 'Failed to open personal configuration file: "%s"\n' % missing)
+
+    def test_connection_settings(self):
+        p = self.peers
+        self.expect_exit(p.config({"nfsserver/mount/realserver": ["no-such-host.invalid"]}), 2,
+                         'Unable to work out server\'s IP address: "no-such-host.invalid"\n')
+        for port in ("0", "abc", "65536"):
+            self.expect_exit(p.config({"nfsserver/mount/port": [port]}), 3,
+                             'Failed to work out which port to use: "%s"\n' % port)
+        self.expect_exit(p.config({"nfsserver/client/timeout": ["0"]}), 3,
+                         'Failed to work out timeout to use: "0"\n')
+
+
+class Drives(AgentTest):
+    def test_first_and_second_drive_on_one_host(self):
+        self.start()
+        self.add(1, "smb://PC1/C")
+        first = self.set_configs(1)[0]
+        self.assertEqual(sorted(first), sorted([BASE + "pc1/winname", BASE + "pc1/password",
+                                                BASE + "pc1/C/winname", BASE + "pc1/C/password"]))
+        self.assertEqual(first[BASE + "pc1/winname"], ["alice"])
+        self.assertEqual(first[BASE + "pc1/C/winname"], ["alice"])
+        password = first[BASE + "pc1/password"][0]
+        self.assertRegex(password, r"^[0-9A-F]{16}$", "one enciphered block for a 6-byte password")
+        self.assertEqual(first[BASE + "pc1/C/password"], [password])
+        link = self.peers.link()
+        wait_for(lambda: os.path.islink(link), what="home link")
+        self.assertEqual(os.readlink(link), "/srv/mnt/%s/pc1" % USER)
+
+        self.add(2, "smb://pc1/D")
+        second = self.set_configs(2)[1]
+        self.assertEqual(sorted(second), sorted([BASE + "pc1/D/winname", BASE + "pc1/D/password"]))
+        self.add(3, "smb://pc2/E")
+        self.set_configs(3)
+        self.assertEqual(os.readlink(link), "/srv/mnt/%s/pc1" % USER, "the link keeps the first host")
+
+        self.peers.x.call("close_client")
+        rc, out, err = self.peers.finish_agent()
+        self.assertEqual((rc, err), (0, ""))
+        self.assertTrue(out.startswith(SET_OK * 3), out)
+
+    def test_repeated_request_is_ignored_and_host_case_is_folded(self):
+        self.start()
+        self.add(1, "smb://PC1/C")
+        self.set_configs(1)
+        self.add(2, "smb://pc1/C")  # same drive: host differs only in case
+        self.add(3, "smb://pc1/c")  # a share differing in case is another drive
+        configs = self.set_configs(2)
+        time.sleep(0.3)
+        self.assertEqual(len(self.peers.calls(102)), 2)
+        self.assertIn(BASE + "pc1/c/winname", configs[1])
+
+    def test_removing_drives(self):
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.add(2, "smb://pc1/D")
+        self.set_configs(2)
+        self.remove(1)
+        third = self.set_configs(3)[2]
+        self.assertEqual(third, {BASE + "pc1/C/winname": [""], BASE + "pc1/C/password": [""]})
+        self.assertTrue(os.path.islink(self.peers.link()))
+        self.remove(2)
+        fourth = self.set_configs(4)[3]
+        self.assertEqual(sorted(fourth), sorted([BASE + "pc1/D/winname", BASE + "pc1/D/password",
+                                                 BASE + "pc1/winname", BASE + "pc1/password"]))
+        self.assertTrue(all(v == [""] for v in fourth.values()), "withdrawn keys carry one empty value")
+        flush = self.peers.wait_calls(101, 1)[0]["request"]
+        self.assertEqual((flush["user"], flush["machine"]), (USER, "pc1"))
+        wait_for(lambda: not os.path.lexists(self.peers.link()), what="link removed")
+        self.remove(2)  # unknown now: nothing is sent
+        self.peers.x.call("close_client")
+        rc, out, _ = self.peers.finish_agent()
+        self.assertEqual(rc, 0)
+        self.assertIn("Successfully disconnected %s/pc1\n" % USER, out)
+        self.assertEqual(len(self.peers.calls(102)), 5, "four changes and the clean-up")
+
+    def test_removal_of_an_unknown_device_sends_nothing(self):
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.set_configs(1)
+        self.remove(42)
+        time.sleep(0.3)
+        self.assertEqual(len(self.peers.calls(102)), 1)
+        self.assertTrue(os.path.islink(self.peers.link()))
+
+    def test_display_lost_withdraws_everything(self):
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.add(2, "smb://pc2/D")
+        self.set_configs(2)
+        self.peers.x.call("close_client")
+        rc, out, err = self.peers.finish_agent()
+        self.assertEqual((rc, err), (0, ""))
+        cleanup = self.set_configs(3)[2]
+        self.assertEqual(sorted(cleanup), sorted([BASE + "pc1/C/winname", BASE + "pc1/C/password",
+                                                  BASE + "pc1/winname", BASE + "pc1/password",
+                                                  BASE + "pc2/D/winname", BASE + "pc2/D/password"]))
+        self.assertTrue(all(v == [""] for v in cleanup.values()))
+        self.assertEqual([c["request"]["user"] for c in self.peers.calls(106)], [USER])
+        self.assertEqual(self.peers.calls(101)[-1]["request"]["machine"], "*")
+        self.assertTrue(out.endswith("Successfully disconnected %s/*\n" % USER), out)
+        self.assertFalse(os.path.lexists(self.peers.link()))
+
+    def test_sigterm_ends_with_143(self):
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.set_configs(1)
+        self.peers.agent.send_signal(signal.SIGTERM)
+        rc, _, _ = self.peers.finish_agent()
+        self.assertEqual(rc, 143)
+
+    def test_existing_entries_where_the_link_goes_are_kept(self):
+        link = self.peers.link()
+        with open(link, "w") as f:
+            f.write("mine")
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.set_configs(1)
+        self.peers.x.call("close_client")
+        self.peers.finish_agent()
+        self.assertTrue(os.path.isfile(link) and not os.path.islink(link), "a regular file is never touched")
+
+    def test_dangling_link_is_kept_then_removed(self):
+        link = self.peers.link()
+        os.symlink("/nowhere/else", link)
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.set_configs(1)
+        self.assertEqual(os.readlink(link), "/nowhere/else")
+        self.peers.x.call("close_client")
+        self.peers.finish_agent()
+        self.assertFalse(os.path.lexists(link))
+
+
+class ServerReplies(AgentTest):
+    def test_reply_starting_with_s_is_printed_as_it_is(self):
+        self.peers.fs.call(cmd="mode", proc=102, mode="error", text="Server busy")
+        self.start()
+        self.add(1, "smb://pc1/C")
+        self.add(2, "smb://pc1/D")
+        self.set_configs(2)
+        self.peers.x.call("close_client")
+        rc, out, _ = self.peers.finish_agent()
+        self.assertEqual(rc, 0)
+        self.assertTrue(out.startswith("Server busyServer busy"), out)
+
+    def test_refusal_ends_with_exit_4(self):
+        self.peers.fs.call(cmd="mode", proc=102, mode="error", text="error")
+        self.start()
+        self.add(1, "smb://pc1/C")
+        rc, out, err = self.peers.finish_agent()
+        self.assertEqual((rc, out, err), (4, "", "The command failed: error\n"))
+        self.assertEqual(self.peers.calls(106), [], "no clean-up after a refusal")
+
+    def test_silent_server_times_out(self):
+        self.peers.fs.call(cmd="mode", proc=102, mode="silent")
+        self.start()
+        self.add(1, "smb://pc1/C")
+        rc, out, err = self.peers.finish_agent()
+        self.assertEqual(rc, 4)
+        self.assertTrue(err.startswith("The command failed: "), err)
+        self.assertEqual(err.count("\n"), 2, "the time-out explanation takes two lines: " + err)
+
+    def test_refused_registration_ends_quietly(self):
+        self.peers.fs.call(cmd="mode", proc=105, mode="error", text="no")
+        rc, out, err = self.peers.run_agent()
+        self.assertEqual((rc, out, err), (0, "", ""))
+        self.assertEqual([c["proc"] for c in self.peers.calls()], [105])
+
+    def test_display_that_cannot_be_opened(self):
+        rc, out, err = self.peers.run_agent(display=":999")
+        self.assertEqual(rc, 5)
+        self.assertEqual(err, "Failed to open X display: :999\n")
+        procs = [c["proc"] for c in self.peers.calls()]
+        self.assertEqual(procs, [105, 102, 106, 101], "registered, then cleaned up before the exit")
+
+
+class SecondDisplay(AgentTest):
+    def setUp(self):
+        self.peers = Peers(displays=2)
+        self.addCleanup(self.peers.close)
+
+    def test_register_reply_with_result_2_opens_another_display(self):
+        self.start()
+        self.peers.fs.call(cmd="push", proc=105, result=2, display=self.peers.displays[1], error="")
+        self.peers.controls[1].call("wait_client", count=1, timeout=10)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,79 @@
+# Installation and the Debian package.
+#
+#   cmake --install build [--prefix /usr]      puts the agent, its manual page, the example server
+#                                              configuration and the X session start-up script in place
+#   cpack --config build/CPackConfig.cmake     builds kpatdmcl_<version>_<arch>.deb (prefix /usr)
+#
+# Layout under the prefix: bin/kpatdmcl, share/man/man1/kpatdmcl.1.gz,
+# share/doc/kpatdmcl/examples/client.prf. The X session script is read by Xsession only from
+# /etc/X11/Xsession.d, so it goes there when the prefix is /usr (the package) and to
+# <prefix>/etc/X11/Xsession.d for any other prefix, where the administrator links it in by hand.
+# The agent's own configuration (/opt/kpa_tem/etc/client.prf) is site-specific and never installed.
+
+include(GNUInstallDirs)
+
+set(KP_PACKAGING_DIR ${CMAKE_SOURCE_DIR}/packaging)
+
+install(TARGETS kpatdmcl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+# Manual pages are shipped compressed; -n keeps the archive free of time stamps so that two builds
+# of the same sources give the same package.
+find_program(KP_GZIP gzip)
+if(KP_GZIP)
+  set(_man_gz ${CMAKE_BINARY_DIR}/packaging/kpatdmcl.1.gz)
+  add_custom_command(OUTPUT ${_man_gz}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/packaging
+    COMMAND ${KP_GZIP} -9 -n -c ${KP_PACKAGING_DIR}/kpatdmcl.1 > ${_man_gz}
+    DEPENDS ${KP_PACKAGING_DIR}/kpatdmcl.1
+    COMMENT "Compressing the manual page"
+    VERBATIM)
+  add_custom_target(kpatdmcl_manpage ALL DEPENDS ${_man_gz})
+  install(FILES ${_man_gz} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+else()
+  install(FILES ${KP_PACKAGING_DIR}/kpatdmcl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()
+
+install(FILES ${KP_PACKAGING_DIR}/client.prf DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+
+# The destination is chosen when installing, not when configuring: cpack installs the same build
+# tree with the prefix /usr although the tree was configured with another one.
+install(CODE "
+  if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    set(_kp_xsession_dir /etc/X11/Xsession.d)
+  else()
+    set(_kp_xsession_dir \${CMAKE_INSTALL_PREFIX}/etc/X11/Xsession.d)
+  endif()
+  file(INSTALL DESTINATION \${_kp_xsession_dir} TYPE FILE
+       PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
+       FILES \"${KP_PACKAGING_DIR}/90kpatdmcl\")
+")
+
+# ---------------------------------------------------------------- Debian package
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME kpatdmcl)
+set(CPACK_PACKAGE_VERSION 0.1.0)
+set(CPACK_PACKAGE_VENDOR "kpatdmcl developers")
+set(CPACK_PACKAGE_CONTACT "kpatdmcl developers <kpatdmcl@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client-drive-mapping agent for remote-desktop sessions")
+set(CPACK_PACKAGE_DESCRIPTION
+    "kpatdmcl runs once per remote-desktop session on an application server. It receives the
+remote client's drive announcements over the session's X display (XKPDEV extension),
+configures the local SMB/NFS file server over ONC RPC/UDP, and keeps a link to the mapped
+drives in the user's home directory.")
+# Installed with DESTDIR so that the absolute /etc destination of the session script lands in the
+# package tree; the package then holds /usr/... and /etc/... .
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION x11)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# The agent needs only the X client libraries beside the C and C++ run-time of the toolchain.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libc6, libstdc++6, libgcc-s1")
+# The session script lives under /etc: keep the administrator's edits on upgrade.
+file(WRITE ${CMAKE_BINARY_DIR}/packaging/conffiles "/etc/X11/Xsession.d/90kpatdmcl\n")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging/conffiles)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+include(CPack)

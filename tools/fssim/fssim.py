@@ -39,7 +39,7 @@ Commands (one JSON object per line on the control socket; every one is answered 
   {"cmd": "quit"}
 
 Record (one JSON object per datagram, in the --record file and from "calls"):
-  {"seq", "from", "xid", "rpcvers", "prog", "vers", "proc",
+  {"seq", "t_ns" (arrival, time.monotonic_ns()), "from", "xid", "rpcvers", "prog", "vers", "proc",
    "cred": {"flavour", "length", and for flavour 1: "stamp", "machinename", "uid", "gid", "gids"},
    "verf": {same}, "request": {"command", "user", "machine" | "config" | "display"},
    "mode", "reply": "ok|error|silent|...|prog_unavail|prog_mismatch|proc_unavail|garbage_args|none",
@@ -302,7 +302,8 @@ class Simulator:
         return mode
 
     def handle(self, data, sender, udp):
-        rec = {"seq": len(self.calls) + 1, "from": "%s:%d" % sender, "error": None, "reply": "none"}
+        rec = {"seq": len(self.calls) + 1, "t_ns": time.monotonic_ns(), "from": "%s:%d" % sender,
+               "error": None, "reply": "none"}
         replies = []
         try:
             r = Reader(data)

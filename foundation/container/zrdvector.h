@@ -4,29 +4,27 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <new>
 #include <utility>
 
 // Room for N elements inside the vector itself, so short vectors never allocate; none when N is 0.
 template <class T, uint32_t N> struct ZrDVectorInline {
-    T* Slots() { return reinterpret_cast<T*>(m_bytes); }
     alignas(T) unsigned char m_bytes[N * sizeof(T)];
 };
-template <class T> struct ZrDVectorInline<T, 0> {
-    T* Slots() { return nullptr; }
-};
+template <class T> struct ZrDVectorInline<T, 0> {};
 
 template <class T, uint32_t N = 0> class ZrDVector {
 public:
-    ZrDVector() = default;
-    explicit ZrDVector(uint32_t size) { Resize(size); }
-    ZrDVector(const ZrDVector& other) {
+    ZrDVector() : m_data(InlineSlots()) {}
+    explicit ZrDVector(uint32_t size) : m_data(InlineSlots()) { Resize(size); }
+    ZrDVector(const ZrDVector& other) : m_data(InlineSlots()) {
         Reserve(other.m_size);
         for (uint32_t i = 0; i < other.m_size; ++i)
             new (m_data + i) T(other.m_data[i]);
         m_size = other.m_size;
     }
-    ZrDVector(ZrDVector&& other) noexcept { TakeFrom(other); }
+    ZrDVector(ZrDVector&& other) noexcept : m_data(InlineSlots()) { TakeFrom(other); }
     ZrDVector& operator=(const ZrDVector& other) {
         if (this != &other) {
             ZrDVector copy(other);
@@ -101,20 +99,27 @@ public:
     }
 
 private:
-    bool IsInline() const { return N != 0 && m_data == const_cast<ZrDVector*>(this)->m_inline.Slots(); }
+    // Only the address of the inline room is taken, so this is safe before the room is constructed.
+    T* InlineSlots() {
+        if constexpr (N == 0)
+            return nullptr;
+        else
+            return reinterpret_cast<T*>(std::addressof(m_inline));
+    }
+    bool IsInline() const { return N != 0 && m_data == const_cast<ZrDVector*>(this)->InlineSlots(); }
 
     void Free() {
         Clear();
         if (!IsInline())
             ::operator delete(m_data);
-        m_data = m_inline.Slots();
+        m_data = InlineSlots();
         m_capacity = N;
     }
 
     // Expects this vector empty with no heap block; leaves `other` empty on its inline room.
     void TakeFrom(ZrDVector& other) noexcept {
         if (other.IsInline()) {
-            m_data = m_inline.Slots();
+            m_data = InlineSlots();
             m_capacity = N;
             for (uint32_t i = 0; i < other.m_size; ++i) {
                 new (m_data + i) T(std::move(other.m_data[i]));
@@ -123,7 +128,7 @@ private:
         } else {
             m_data = other.m_data;
             m_capacity = other.m_capacity;
-            other.m_data = other.m_inline.Slots();
+            other.m_data = other.InlineSlots();
             other.m_capacity = N;
         }
         m_size = other.m_size;
@@ -131,7 +136,7 @@ private:
     }
 
     // The pointer comes first so that, in a small vector, it shares a cache line with the inline slots.
-    T* m_data = m_inline.Slots();
+    T* m_data;
     uint32_t m_size = 0;
     uint32_t m_capacity = N;
     [[no_unique_address]] ZrDVectorInline<T, N> m_inline;

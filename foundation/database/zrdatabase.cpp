@@ -65,15 +65,11 @@ void ZrDatabase::RemoveKeys(const ZrUniString& prefix) {
 }
 
 void ZrDatabase::ClearKey(const ZrUniString& key) {
-    Pair* pair = Lookup(key);
-    if (pair)
-        pair->Value().ClearValues();
-    else
-        LookupOrCreate(key);
+    Lookup(key, true)->Value().ClearValues();
 }
 
 void ZrDatabase::AppendValue(const ZrUniString& key, const ZrUniString& value) {
-    LookupOrCreate(key)->Value().AppendValue(value);
+    Lookup(key, true)->Value().AppendValue(value);
 }
 
 void ZrDatabase::Tag(const ZrUniString& key, int tag) {
@@ -128,26 +124,18 @@ const ZrDBEntry* ZrDatabase::Entry(const ZrUniString& key) const {
     return pair ? &pair->Value() : nullptr;
 }
 
-ZrDatabase::Pair* ZrDatabase::Lookup(const ZrUniString& key) const {
+ZrDatabase::Pair* ZrDatabase::Lookup(const ZrUniString& key, bool create) const {
     // The same bytes block means the same shared representation, hence the same text: a handle on
     // shared text cannot change it in place.
     if (m_last && key.Data() && m_last->Key().Data() == key.Data())
         return m_last;
-    Pair* pair = m_table.Find(key);
-    if (pair)
-        m_last = pair;
-    return pair;
-}
-
-ZrDatabase::Pair* ZrDatabase::LookupOrCreate(const ZrUniString& key) {
-    if (m_last && key.Data() && m_last->Key().Data() == key.Data())
-        return m_last;
     uint32_t hash = ZrKeyHash(key);
     Pair* pair = m_table.Find(key, hash);
-    if (!pair) {
+    if (!pair && create) {
         pair = new Pair(key, ZrDBEntry(), hash);
         m_table.Insert(pair);
     }
-    m_last = pair;
+    if (pair)
+        m_last = pair;
     return pair;
 }

@@ -55,10 +55,10 @@ public:
     uint32_t Count() const { return m_table.Count(); }
 
 private:
-    Pair* Lookup(const ZrUniString& key) const;
-    Pair* LookupOrCreate(const ZrUniString& key);
+    // The key's pair, created (empty) when absent and `create` is set.
+    Pair* Lookup(const ZrUniString& key, bool create = false) const;
 
-    Table m_table;
+    mutable Table m_table;
     ZrUniString m_error;
     // The pair found last. A parse applies ClearKey, Comment, Tag and AppendValue to one key in a row
     // with the same string, so this spares re-hashing it for each.

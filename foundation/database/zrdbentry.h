@@ -17,12 +17,14 @@ public:
 
     // Appends the values, in order, to the end of `out`.
     void Values(ZrDList<ZrUniString>& out) const;
-    const ZrDList<ZrUniString>& ValueList() const { return m_values; }
+    // Most entries hold one or two values; those live inside the entry.
+    using ValueListType = ZrDList<ZrUniString, 2>;
+    const ValueListType& ValueList() const { return m_values; }
     void AppendValue(const ZrUniString& value) { m_values.Insert(value); }
     void ClearValues();
 
 private:
     ZrUniString m_comment;
     int32_t m_tag = 0;
-    ZrDList<ZrUniString> m_values;
+    ValueListType m_values;
 };

@@ -1,5 +1,7 @@
 #include "foundation/database/zrdbparse.h"
 
+#include <cstring>
+
 namespace {
 
 enum State {
@@ -238,53 +240,96 @@ ZrUniString ZrDBParse::ErrorString() const {
     return text;
 }
 
+// Writes straight into the result's own units, growing it by half each time, and cuts it to the used
+// length at the end: a file-sized text costs a handful of reallocations instead of one call per piece.
+class ZrDBParse::Sink {
+public:
+    explicit Sink(ZrUniString& out) : m_out(out) {}
+    ~Sink() { m_out.Truncate(m_used); }
+
+    void Put(ZrUniChar unit) {
+        Room(1);
+        m_units[m_used++] = unit;
+    }
+    void Put(const ZrUniChar* units, uint32_t count) {
+        if (count == 0)
+            return;
+        Room(count);
+        std::memcpy(m_units + m_used, units, uint64_t(count) * 2);
+        m_used += count;
+    }
+    void Put(const ZrUniString& text) { Put(text.Units(), text.Length()); }
+    // Keys and values share the rule, so a key's ")" and a value's "=" are escaped although the reader
+    // would not need it; the reader accepts an escape before any character.
+    void PutQuoted(const ZrUniString& text) {
+        const ZrUniChar* units = text.Units();
+        uint32_t length = text.Length();
+        uint32_t run = 0;
+        for (uint32_t i = 0; i < length; ++i) {
+            ZrUniChar c = units[i];
+            if (c == u')' || c == u'=' || c == u'\\') {
+                Put(units + run, i - run);
+                Put(ZrUniChar(u'\\'));
+                run = i;
+            }
+        }
+        Put(units + run, length - run);
+    }
+
+private:
+    void Room(uint32_t count) {
+        if (m_used + count <= m_room)
+            return;
+        m_room = m_used + count + (m_used + count) / 2 + 64;
+        m_out.Truncate(m_room);
+        m_units = reinterpret_cast<ZrUniChar*>(m_out.MutableData());
+    }
+
+    ZrUniString& m_out;
+    ZrUniChar* m_units = nullptr;
+    uint32_t m_used = 0;
+    uint32_t m_room = 0;
+};
+
 ZrUniString ZrDBParse::Quote(const ZrUniString& text) {
     ZrUniString out;
-    AppendQuoted(out, text);
+    {
+        Sink sink(out);
+        sink.PutQuoted(text);
+    }
     return out;
 }
 
-void ZrDBParse::AppendQuoted(ZrUniString& out, const ZrUniString& text) {
-    // Keys and values share the rule, so a key's ")" and a value's "=" are escaped although the reader
-    // would not need it; the reader accepts an escape before any character.
-    const ZrUniChar* units = text.Units();
-    uint32_t length = text.Length();
-    uint32_t run = 0;
-    for (uint32_t i = 0; i < length; ++i) {
-        ZrUniChar c = units[i];
-        if (c == u')' || c == u'=' || c == u'\\') {
-            out.Append(units + run, i - run);
-            out.Append(ZrUniChar(u'\\'));
-            run = i;
-        }
-    }
-    out.Append(units + run, length - run);
-}
-
-void ZrDBParse::AppendEntry(ZrUniString& out, const ZrUniString& key, const ZrDBEntry& entry) {
-    out.Append(entry.Comment());
-    out.Append(ZrUniChar(u'['));
-    AppendQuoted(out, key);
-    out.Append(u"={", 2);
+void ZrDBParse::AppendEntry(Sink& out, const ZrUniString& key, const ZrDBEntry& entry) {
+    out.Put(entry.Comment());
+    out.Put(ZrUniChar(u'['));
+    out.PutQuoted(key);
+    out.Put(u"={", 2);
     for (const ZrUniString& value : entry.ValueList()) {
-        out.Append(ZrUniChar(u'('));
-        AppendQuoted(out, value);
-        out.Append(ZrUniChar(u')'));
+        out.Put(ZrUniChar(u'('));
+        out.PutQuoted(value);
+        out.Put(ZrUniChar(u')'));
     }
-    out.Append(u"}]\n", 3);
+    out.Put(u"}]\n", 3);
 }
 
 ZrUniString ZrDBParse::ToString(const ZrUniString& key, ZrDBEntry& entry) {
     ZrUniString out;
-    AppendEntry(out, key, entry);
+    {
+        Sink sink(out);
+        AppendEntry(sink, key, entry);
+    }
     return out;
 }
 
 ZrUniString ZrDBParse::ToString(ZrDatabase& db, int tag) {
     ZrUniString out;
-    ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
-    while (const ZrDatabase::Pair* pair = it.Next())
-        if (tag < 0 || pair->Value().Tag() == tag)
-            AppendEntry(out, pair->Key(), pair->Value());
+    {
+        Sink sink(out);
+        ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
+        while (const ZrDatabase::Pair* pair = it.Next())
+            if (tag < 0 || pair->Value().Tag() == tag)
+                AppendEntry(sink, pair->Key(), pair->Value());
+    }
     return out;
 }

@@ -54,8 +54,8 @@ private:
         m_error = state;
         return false;
     }
-    static void AppendEntry(ZrUniString& out, const ZrUniString& key, const ZrDBEntry& entry);
-    static void AppendQuoted(ZrUniString& out, const ZrUniString& text);
+    class Sink;
+    static void AppendEntry(Sink& out, const ZrUniString& key, const ZrDBEntry& entry);
 
     ZrUniString m_text;
     const ZrUniChar* m_units = nullptr;

@@ -145,6 +145,12 @@ def private_kib(pid):
     return total
 
 
+def cpu_ns(pid):
+    """Time the process has spent on a CPU, in ns (first field of schedstat)."""
+    with open("/proc/%d/schedstat" % pid) as f:
+        return int(f.read().split()[0])
+
+
 def percentile(values, p):
     ordered = sorted(values)
     k = min(len(ordered) - 1, max(0, int(round(p / 100.0 * len(ordered) + 0.5)) - 1))
@@ -333,6 +339,7 @@ class Bench:
 
         agent_ns, get_ns, floor_ns, floor_x, floor_u, floor_sym = [], [], [], [], [], []
         self.new_log()
+        cpu_before = {q.pid: cpu_ns(q.pid) for q in [p] + self.peers}
 
         def one_drive(i):
             reply = self.x.call("add_device", client=cid, device_id=i + 1, uri="smb://PC1/D%d" % i,
@@ -369,6 +376,7 @@ class Bench:
                 time.sleep(0.002)
                 one_drive(i)
             time.sleep(0.002)
+        cpu_per_drive = {q.pid: (cpu_ns(q.pid) - cpu_before[q.pid]) / self.args.drives for q in [p] + self.peers}
         rtt.stdin.close()
         rtt.wait(10)
 
@@ -389,6 +397,13 @@ class Bench:
             "agent: event written to GetRequest received, median us": us(statistics.median(get_ns)) if get_ns else None,
             "agent: GetRequest received to SetConfig received, median us":
                 us(statistics.median([a - g for a, g in zip(agent_ns, get_ns)])) if get_ns else None,
+            "agent: latency of the first tenth of the drives, median us":
+                us(statistics.median(agent_ns[: max(1, len(agent_ns) // 10)])),
+            "agent: latency of the last tenth of the drives, median us":
+                us(statistics.median(agent_ns[-max(1, len(agent_ns) // 10):])),
+            "agent: CPU time per drive (its own work), mean us": us(cpu_per_drive[p.pid]),
+            "display server: CPU time per drive and floor call, mean us": us(cpu_per_drive[self.peers[0].pid]),
+            "simulator: CPU time per drive and floor call, mean us": us(cpu_per_drive[self.peers[1].pid]),
             "floor: XSync round trip, median us": us(statistics.median(floor_x)),
             "floor: GetConfig round trip, median us": us(statistics.median(floor_u)),
             "floor: GetConfig one-way (sent to received), median us":

@@ -120,20 +120,22 @@ bool ZrDBParse::SkipIrrelevant(ZrUniString& collected) {
 }
 
 void ZrDBParse::ReadRun(ZrUniString& into, ZrUniChar stop) {
-    uint32_t start = m_index;
-    while (m_index < m_length) {
-        ZrUniChar c = m_units[m_index];
-        if (c == stop || c == u'\\')
-            break;
-        if (c == u'\n') {
+    uint32_t start = m_index, end = m_index;
+    while (end < m_length && m_units[end] != stop && m_units[end] != u'\\')
+        ++end;
+    // Line feeds inside keys and values count lines; the character number restarts after the last one.
+    uint32_t lastLineFeed = ZrUniString::npos;
+    for (uint32_t i = start; i < end; ++i)
+        if (m_units[i] == u'\n') {
             ++m_line;
-            m_char = 1;
-        } else {
-            ++m_char;
+            lastLineFeed = i;
         }
-        ++m_index;
-    }
-    into.Append(m_units + start, m_index - start);
+    if (lastLineFeed == ZrUniString::npos)
+        m_char += end - start;
+    else
+        m_char = 1 + (end - lastLineFeed - 1);
+    m_index = end;
+    into.Append(m_units + start, end - start);
 }
 
 bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
@@ -244,6 +246,11 @@ ZrUniString ZrDBParse::ErrorString() const {
 // length at the end: a file-sized text costs a handful of reallocations instead of one call per piece.
 class ZrDBParse::Sink {
 public:
+    static bool IsQuoted(ZrUniChar c) {
+        constexpr uint64_t below64 = uint64_t(1) << u')' | uint64_t(1) << u'=';
+        return c < 64 ? (below64 >> c & 1) != 0 : c == u'\\';
+    }
+
     explicit Sink(ZrUniString& out) : m_out(out) {}
     ~Sink() { m_out.Truncate(m_used); }
 
@@ -264,16 +271,15 @@ public:
     void PutQuoted(const ZrUniString& text) {
         const ZrUniChar* units = text.Units();
         uint32_t length = text.Length();
-        uint32_t run = 0;
+        Room(length * 2);
+        ZrUniChar* to = m_units + m_used;
         for (uint32_t i = 0; i < length; ++i) {
             ZrUniChar c = units[i];
-            if (c == u')' || c == u'=' || c == u'\\') {
-                Put(units + run, i - run);
-                Put(ZrUniChar(u'\\'));
-                run = i;
-            }
+            if (IsQuoted(c))
+                *to++ = u'\\';
+            *to++ = c;
         }
-        Put(units + run, length - run);
+        m_used = uint32_t(to - m_units);
     }
 
 private:

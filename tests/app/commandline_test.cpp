@@ -4,7 +4,8 @@
 
 namespace {
 
-const std::string kUsage = "Usage: kpatdmcl --dmpdisplay <display> [--servercfg <config>] [--delay <seconds>]\n";
+const std::string kUsage =
+    "Usage: kpatdmcl --dmpdisplay <display> [--servercfg <config>] [--delay <seconds>]\n";
 
 struct UsageCase {
     std::vector<std::string> args;
@@ -21,7 +22,8 @@ TEST(CommandLineUsage, EveryUsageErrorPrintsItsTextAndTheUsageLineAndExitsOne) {
         {{"--dmpdisplay"}, "The wrong number of arguments were used: 1\n"},
         {{"--dmpdisplay", ":1", "--delay"}, "The wrong number of arguments were used: 3\n"},
         {{"--dmpdisplay", ":1", "a", "b", "c"}, "The wrong number of arguments were used: 5\n"},
-        {{"--dmpdisplay", ":1", "a", "b", "c", "d", "e", "f"}, "The wrong number of arguments were used: 8\n"},
+        {{"--dmpdisplay", ":1", "a", "b", "c", "d", "e", "f"},
+         "The wrong number of arguments were used: 8\n"},
     };
     for (const UsageCase& c : cases) {
         std::vector<std::string> argv{AgentPath()};
@@ -42,12 +44,14 @@ TEST(CommandLineUsage, NonUtf8ArgumentIsReportedWithoutCrashing) {
 TEST(CommandLineDelay, LeadingNumberSleepsAndOthersDoNot) {
     // A configuration file that does not exist ends the run right after the option scan.
     const std::string missing = "/nonexistent/kpatdmcl-test.prf";
-    ProcessResult slept = RunProcess({AgentPath(), "--dmpdisplay", ":1", "--delay", "1x", "--servercfg", missing});
+    ProcessResult slept =
+        RunProcess({AgentPath(), "--dmpdisplay", ":1", "--delay", "1x", "--servercfg", missing});
     EXPECT_GE(slept.seconds, 1.0);
     for (const char* value : {"0", "abc", "-3", ""}) {
-        ProcessResult r = RunProcess({AgentPath(), "--dmpdisplay", ":1", "--delay", value, "--servercfg", missing});
+        ProcessResult r =
+            RunProcess({AgentPath(), "--dmpdisplay", ":1", "--delay", value, "--servercfg", missing});
         EXPECT_LT(r.seconds, 1.0) << value;
     }
 }
 
-}  // namespace
+} // namespace

@@ -9,7 +9,9 @@
 #include <chrono>
 #include <cstdlib>
 
-std::string AgentPath() { return std::string(KP_BINARY_DIR) + "/bin/kpatdmcl"; }
+std::string AgentPath() {
+    return std::string(KP_BINARY_DIR) + "/bin/kpatdmcl";
+}
 
 ProcessResult RunProcess(const std::vector<std::string>& argv, const std::vector<std::string>& env,
                          int timeoutSeconds) {
@@ -38,9 +40,10 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const std::vector
     int open = 2;
     auto deadline = start + std::chrono::seconds(timeoutSeconds);
     while (open > 0) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
+                                                                          std::chrono::steady_clock::now());
         if (left.count() <= 0) {
-            kill(pid, SIGKILL);  // a hung child fails the test instead of hanging it
+            kill(pid, SIGKILL); // a hung child fails the test instead of hanging it
             break;
         }
         if (poll(fds, 2, static_cast<int>(left.count())) <= 0)

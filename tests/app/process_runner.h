@@ -5,7 +5,7 @@
 #include <vector>
 
 struct ProcessResult {
-    int exitCode = -1;  // 128 + n when killed by signal n
+    int exitCode = -1; // 128 + n when killed by signal n
     std::string out;
     std::string err;
     double seconds = 0;

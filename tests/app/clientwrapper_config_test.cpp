@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+#include "app/clientwrapper.h"
+#include "app/globals.h"
+#include "foundation/database/zrdatabase.h"
+#include "framework/platform/dispatcher.h"
+
+namespace {
+
+class ClientWrapperConfig : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/kp-config-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir = pattern;
+        saved[0] = Get("USER");
+        saved[1] = Get("HOME");
+        saved[2] = Get("LOGNAME");
+    }
+    void TearDown() override {
+        Restore("USER", saved[0]);
+        Restore("HOME", saved[1]);
+        Restore("LOGNAME", saved[2]);
+        std::system(("rm -rf '" + dir + "'").c_str());
+    }
+    static std::string Get(const char* name) {
+        const char* v = getenv(name);
+        return v ? std::string(1, '=') + v : std::string();
+    }
+    static void Restore(const char* name, const std::string& value) {
+        if (value.empty())
+            unsetenv(name);
+        else
+            setenv(name, value.c_str() + 1, 1);
+    }
+    std::string Write(const std::string& name, const std::string& text, mode_t mode = 0600) {
+        std::string path = dir + "/" + name;
+        std::ofstream(path) << text;
+        chmod(path.c_str(), mode);
+        return path;
+    }
+    static std::string Required() {
+        return "[nfsserver/mount/port={(2049)}]\n[nfsserver/mount/realserver={(fs.example)}]\n"
+               "[nfsserver/client/timeout={(5)}]\n[nfsserver/mount/mountpoint={(/srv/mnt)}]\n";
+    }
+
+    platform::Dispatcher dispatcher;
+    ClientWrapper client{cout, cerr, dispatcher};
+    std::string dir;
+    std::string saved[3];
+};
+
+TEST_F(ClientWrapperConfig, SubstitutionIsPlainTextReplacementInListOrder) {
+    setenv("USER", "alice", 1);
+    setenv("HOME", "/home/a", 1);
+    setenv("LOGNAME", "$SITE", 1);
+    setenv("SITE", "berlin", 1);
+    setenv("KP_EMPTY", "", 1);
+    unsetenv("KP_UNSET");
+    ZrDatabase db;
+    db.AppendValue(ZrUniString("nfsserver/user/envvars"), ZrUniString("SITE"));
+    db.AppendValue(ZrUniString("nfsserver/user/envvars"), ZrUniString("KP_UNSET"));
+    db.AppendValue(ZrUniString("nfsserver/user/envvars"), ZrUniString("KP_EMPTY"));
+    struct Row {
+        const char* in;
+        const char* out;
+    } rows[] = {
+        {"$HOME/links", "/home/a/links"},
+        {"$USERNAME", "aliceNAME"},              // no word boundary
+        {"${USER}", "${USER}"},                  // no braces
+        {"/x/$LOGNAME", "/x/berlin"},            // a value with "$" meets a later name
+        {"$KP_UNSET/$KP_EMPTY.", "$KP_UNSET/."}, // unset names stay; empty values replace
+        {"$USER$USER", "alicealice"},
+    };
+    for (const Row& row : rows) {
+        ZrUniString text(row.in);
+        client.PerformSubstitutions(text, &db);
+        EXPECT_EQ(text.AsUtf8(), row.out) << row.in;
+    }
+    unsetenv("USER");
+    ZrUniString tmp("/tmp/$USER");
+    client.PerformSubstitutions(tmp, nullptr);
+    EXPECT_EQ(tmp.AsUtf8(), "/tmp/$USER");
+}
+
+TEST_F(ClientWrapperConfig, LoadConfigKeepsValuesAndDefaultsTheLink) {
+    setenv("HOME", "/somewhere/else", 1);
+    client.LoadConfig(ZrUniString((Required() + "[unrelated={( x )}]").c_str()));
+    EXPECT_EQ(client.Config().port.AsUtf8(), "2049");
+    EXPECT_EQ(client.Config().realServer.AsUtf8(), "fs.example");
+    EXPECT_EQ(client.Config().clientTimeout.AsUtf8(), "5");
+    EXPECT_EQ(client.Config().mountPoint.AsUtf8(), "/srv/mnt");
+    EXPECT_EQ(client.SymlinkName().AsUtf8(), "My WEX Drives");
+    // The link directory defaults to the account's home directory, not to $HOME.
+    struct passwd* pw = getpwuid(geteuid());
+    ASSERT_NE(pw, nullptr);
+    EXPECT_EQ(client.SymlinkDir().AsUtf8(), pw->pw_dir);
+}
+
+TEST_F(ClientWrapperConfig, ConfiguredLinkDirectoryIsSubstituted) {
+    setenv("HOME", "/home/a", 1);
+    client.LoadConfig(ZrUniString((Required() + "[nfsserver/user/symlinkdir={($HOME/links)}]\n"
+                                                "[nfsserver/user/symlinkname={( Drives )}]\n")
+                                      .c_str()));
+    EXPECT_EQ(client.SymlinkDir().AsUtf8(), "/home/a/links");
+    EXPECT_EQ(client.SymlinkName().AsUtf8(), " Drives ") << "values are stored unchanged";
+}
+
+TEST_F(ClientWrapperConfig, PersonalFilesReadableByOthersAreRefused) {
+    for (mode_t mode : {0640, 0604, 0644}) {
+        std::string path = Write("personal.prf", "[a={(b)}]\n", mode);
+        ZrByteBuffer bytes;
+        EXPECT_EXIT(client.ReadFromFile(ZrUniString(path.c_str()), bytes, true), ::testing::ExitedWithCode(3),
+                    "^The config file must not be readable by other users: \"" + path + "\"\n$")
+            << std::oct << mode;
+    }
+    for (mode_t mode : {0600, 0620, 0602}) {
+        std::string path = Write("personal.prf", "[a={(b)}]\n", mode);
+        ZrByteBuffer bytes;
+        client.ReadFromFile(ZrUniString(path.c_str()), bytes, true);
+        EXPECT_EQ(bytes.Length(), 10u) << std::oct << mode;
+    }
+    // Without the check the mode does not matter.
+    std::string open = Write("open.prf", "x", 0644);
+    ZrByteBuffer bytes;
+    client.ReadFromFile(ZrUniString(open.c_str()), bytes, false);
+    EXPECT_EQ(bytes.Length(), 1u);
+}
+
+TEST_F(ClientWrapperConfig, UnreadableFilesUseThePersonalFileMessage) {
+    std::string missing = dir + "/missing.prf";
+    EXPECT_EXIT(client.LoadConfigFromFile(ZrUniString(missing.c_str())), ::testing::ExitedWithCode(3),
+                "^Failed to open personal configuration file: \"" + missing + "\"\n$");
+    // A file whose status cannot be read passes the mode check and fails at the read.
+    EXPECT_EXIT(client.SendSetConfigFromFile(ZrUniString(missing.c_str())), ::testing::ExitedWithCode(3),
+                "^Failed to open personal configuration file: ");
+}
+
+TEST_F(ClientWrapperConfig, ParserErrorsArePassedOnQuoted) {
+    EXPECT_EXIT(client.LoadConfig(ZrUniString("[k]")), ::testing::ExitedWithCode(3),
+                "^Failed while parsing server config: \"Error: found \"\\(EOF\\)\" at character 4 in line 1 "
+                "whilst looking for \"=\"\"\n$");
+}
+
+} // namespace

@@ -171,6 +171,11 @@ void XDisplay::SetAuthorization(const char* hexCookie) {
     XSetAuthorization(method, static_cast<int>(sizeof(method) - 1), cookie.data(), static_cast<int>(length));
 }
 
+void XDisplay::Sync() {
+    if (GetDisplay())
+        XSync(GetDisplay(), False);
+}
+
 void XDisplay::SetAutoRepeat(bool on) {
     if (!GetDisplay())
         return;

@@ -88,6 +88,8 @@ public:
     // Installs a hexadecimal MIT-MAGIC-COOKIE-1 for connections opened later; empty or null
     // does nothing.
     static void SetAuthorization(const char* hexCookie);
+    // One round trip to the server (XSync), keeping queued events.
+    void Sync();
     // Switches the keyboard's auto-repeat on or off.
     void SetAutoRepeat(bool on = true);
     // Index (0..7) of the modifier row holding the Mode_switch key, -1 when there is none.

@@ -26,7 +26,7 @@ public:
 };
 
 // Runs `body` inside a dispatcher with a manager, in a child process; returns its wait status and
-// what it wrote to standard output and error.
+// what it wrote to standard output.
 int RunChild(const std::function<void(DMPManager&)>& body, std::string& output) {
     int out[2];
     if (pipe(out) != 0)
@@ -35,7 +35,6 @@ int RunChild(const std::function<void(DMPManager&)>& body, std::string& output) 
     const pid_t pid = fork();
     if (pid == 0) {
         dup2(out[1], 1);
-        dup2(out[1], 2);
         close(out[0]);
         close(out[1]);
         dispatch::QExecutorDispatcher base;
@@ -121,7 +120,7 @@ TEST(DMPManagerExit, MissingExtensionLineCanBeRedirected) {
     std::string output;
     const int status = RunChild(
         [&](DMPManager& manager) {
-            DMPEnum::SetMessageWriter([](const char* text) { std::fprintf(stderr, "via writer: %s", text); });
+            DMPEnum::SetMessageWriter([](const char* text) { std::printf("via writer: %s", text); });
             manager.AddDisplay(server.Display().c_str());
         },
         output);
@@ -163,7 +162,10 @@ TEST(DMPManagerExit, BrokenConnectionSeenByXlibCleansUpAndEnds) {
     std::string output;
     const int status = RunChild(
         [&](DMPManager& manager) {
-            DMPManager::SetCleanUp([] { std::fprintf(stderr, "clean-up ran\n"); });
+            DMPManager::SetCleanUp([] {
+                std::printf("clean-up ran\n");
+                std::fflush(stdout);
+            });
             if (!manager.AddDisplay(server.Display().c_str()))
                 _exit(3);
             server.Must("wait_init");

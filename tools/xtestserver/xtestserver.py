@@ -186,7 +186,15 @@ class XClient(asyncio.Protocol):
             entry["name"] = "BIG-REQUESTS.Enable"
         else:
             entry["name"] = CORE_NAMES.get(major, "Unknown")
-        srv.record(entry)
+        try:
+            self._answer(req, header, major, minor, entry)
+        finally:
+            # Recorded after the answer went out, so that recording adds no latency.
+            srv.record(entry)
+
+    def _answer(self, req, header, major, minor, entry):
+        o = self.order
+        srv = self.server
 
         if major == 98:  # QueryExtension
             n = struct.unpack_from(o + "H", req, 4)[0]

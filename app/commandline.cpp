@@ -8,6 +8,7 @@
 
 #include "app/clientwrapper.h"
 #include "app/globals.h"
+#include "dmp/dmpenum.h"
 #include "dmp/dmpmanager.h"
 #include "foundation/codeset/zrcodesetconverter.h"
 #include "framework/platform/dispatcher.h"
@@ -85,6 +86,11 @@ void Main(int argc, char** argv, int& exitCode) {
     DMPManager::SetCleanUp([] {
         if (g_pClientWrapper)
             g_pClientWrapper->CleanUp();
+    });
+    // The endpoint's one message of its own goes out through the same standard-output stream.
+    DMPEnum::SetMessageWriter([](const char* text) {
+        cout << text;
+        cout.Flush();
     });
 
     if (std::strcmp(argv[1], "--dmpdisplay") != 0) {

@@ -239,6 +239,11 @@ class ServerReplies(AgentTest):
         self.assertEqual((rc, out, err), (0, "", ""))
         self.assertEqual([c["proc"] for c in self.peers.calls()], [105])
 
+    def test_display_without_the_extension(self):
+        self.peers.x.call("set", xkpdev=False)
+        rc, out, err = self.peers.run_agent()
+        self.assertEqual((rc, out, err), (5, "Cannot init DMP extension\n", ""))
+
     def test_display_that_cannot_be_opened(self):
         rc, out, err = self.peers.run_agent(display=":999")
         self.assertEqual(rc, 5)

@@ -161,11 +161,3 @@ bool ZrByteBuffer::_equal(const ZrByteBuffer& other) const {
 bool ZrByteBuffer::operator==(const ZrByteBuffer& other) const {
     return Length() == other.Length() && _equal(other);
 }
-
-uint32_t ZrByteBuffer::HashValue() const {
-    uint32_t h = 0;
-    const unsigned char* p = Data();
-    for (uint64_t i = 0, n = Length(); i < n; ++i)
-        h = h * 9 + p[i];
-    return h;
-}

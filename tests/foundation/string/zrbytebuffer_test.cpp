@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
+#include <vector>
 
 namespace {
 
@@ -94,12 +96,26 @@ TEST(ZrByteBufferEdit, WipeZeroesEverySharingHandle) {
 TEST(ZrByteBufferHash, NineTimesPlusByte) {
     EXPECT_EQ(ZrByteBuffer().HashValue(), 0u);
     EXPECT_EQ(ZrByteBuffer("\x01\x02", 2).HashValue(), 11u);
-    // Wraps modulo 2^32: 0xFF repeated overflows after a few rounds.
-    uint32_t h = 0;
-    std::string bytes(40, '\xff');
-    for (unsigned char c : bytes)
-        h = h * 9 + c;
-    EXPECT_EQ(ZrByteBuffer(bytes.data(), bytes.size()).HashValue(), h);
+    // Every length around the 8- and 16-byte blocks, random bytes and all-0xFF (which wraps modulo 2^32
+    // within a few rounds and fills every lane of the blocked sum to its maximum).
+    std::mt19937 rng(11);
+    for (uint32_t length = 0; length < 200; ++length) {
+        for (int fill = 0; fill < 2; ++fill) {
+            std::vector<unsigned char> bytes(length, 0xFF);
+            if (fill == 0)
+                for (auto& b : bytes)
+                    b = static_cast<unsigned char>(rng());
+            uint32_t h = 0;
+            for (unsigned char c : bytes)
+                h = h * 9 + c;
+            ASSERT_EQ(ZrByteBuffer(bytes.data(), length).HashValue(), h)
+                << "length " << length << " fill " << fill;
+            // Unaligned starts read the same bytes.
+            std::vector<unsigned char> shifted(length + 3);
+            std::memcpy(shifted.data() + 3, bytes.data(), length);
+            ASSERT_EQ(ZrByteBuffer::HashBytes(shifted.data() + 3, length), h) << "length " << length;
+        }
+    }
 }
 
 TEST(ZrByteBufferCompare, LengthAndBytes) {

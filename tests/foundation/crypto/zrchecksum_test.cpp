@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -40,20 +39,12 @@ TEST(ZrCheckSumTest, ReferenceCrcIsThePosixCksumCrc) {
     EXPECT_EQ(~crc, 930766865u);
 }
 
-TEST(ZrCheckSumTest, ReservesSmallValuesForDotsAndEmpty) {
-    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString(".")), 1u);
-    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString("..")), 2u);
-    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString()), 3u);
-    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString("...")), SlowCrc(u"..."));
-    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString(".a")), SlowCrc(u".a"));
-}
-
 TEST(ZrCheckSumTest, FeedsUnitsLowByteFirstThenTheUnitCount) {
-    std::vector<std::u16string> cases = {
+    const std::u16string cases[] = {
+        u"...",
+        u".a",
         u"a",
-        u"root",
         u"alice",
-        u"Bob",
         u"\u00e9l\u00e8ve",
         u"\u4e2d\u6587",
         u"\U0001F600",
@@ -61,12 +52,14 @@ TEST(ZrCheckSumTest, FeedsUnitsLowByteFirstThenTheUnitCount) {
         std::u16string(256, u'x'),   // count needs two bytes, the low one zero
         std::u16string(70000, u'y'), // count needs three bytes
     };
-    for (const auto& text : cases) {
-        SCOPED_TRACE(text.size());
-        EXPECT_EQ(ZrCheckSum::Sum(Uni(text)), SlowCrc(text));
-    }
+    for (const auto& text : cases)
+        EXPECT_EQ(ZrCheckSum::Sum(Uni(text)), SlowCrc(text)) << text.size();
     // Byte order within a unit matters: U+0100 and U+0001 differ only in which byte is fed first.
     EXPECT_NE(ZrCheckSum::Sum(Uni(u"\u0100")), ZrCheckSum::Sum(Uni(u"\u0001")));
+    // Small values are reserved for the dot names and the empty name.
+    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString(".")), 1u);
+    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString("..")), 2u);
+    EXPECT_EQ(ZrCheckSum::Sum(ZrUniString()), 3u);
 }
 
 // One zero-byte step run backwards. Because the polynomial has a constant term, the low byte of the

@@ -45,31 +45,20 @@ struct BadInput {
 const BadInput kBadInputs[] = {
     // Big5
     {0, "lead byte at the end", "a\xA4", 1, u"a\uFFFD"},
-    {0, "trail byte out of range", "\xA4\x30x", 0, u"\uFFFD0x"},
+    {0, "trail byte out of range", "\xA4\x30x", 0, u"\uFFFD\x30x"},
     {0, "byte that starts nothing", "\xA0\xFF", 0, u"\uFFFD\uFFFD"},
     {0, "well-formed but unmapped", "\xA3\xF0z", 0, u"\uFFFDz"},
     // GB2312
     {32, "lead byte at the end", "\xB0\xA1\xB0", 2, u"\u554A\uFFFD"},
-    {32, "ASCII after a lead byte",
-     "\xB0"
-     "A",
-     0,
-     u"\uFFFD"
-     "A"},
+    {32, "ASCII after a lead byte", "\xB0\x41", 0, u"\uFFFD\x41"},
     {32, "unmapped row", "\xAA\xA1", 0, u"\uFFFD"},
     // GB18030
     {31, "80 is no lead byte", "\x80", 0, u"\uFFFD"},
     {31, "FF is no lead byte", "\xFF", 0, u"\uFFFD"},
     {31, "two-byte code cut short", "\x81", 0, u"\uFFFD"},
-    {31, "four-byte code cut after two", "\x81\x30", 0,
-     u"\uFFFD"
-     "0"},
-    {31, "four-byte code cut after three", "\x81\x30\x81", 0,
-     u"\uFFFD"
-     "0\uFFFD"},
-    {31, "bad third byte", "\x81\x30\x20\x30", 0,
-     u"\uFFFD"
-     "0 0"},
+    {31, "four-byte code cut after two", "\x81\x30", 0, u"\uFFFD\x30"},
+    {31, "four-byte code cut after three", "\x81\x30\x81", 0, u"\uFFFD\x30\uFFFD"},
+    {31, "bad third byte", "\x81\x30\x20\x30", 0, u"\uFFFD\x30 \x30"},
     {31, "BMP four-byte code past U+FFFF", "\x84\x31\xA5\x30", 0, u"\uFFFD"},
     {31, "gap between BMP and the planes", "\x85\x30\x81\x30", 0, u"\uFFFD"},
     {31, "four-byte code past U+10FFFF", "\xE3\x32\x9A\x36", 0, u"\uFFFD"},
@@ -93,23 +82,10 @@ const BadInput kBadInputs[] = {
     {36, "kanji cut short", "\x1B$B\x30", 3, u"\uFFFD"},
     {36, "kanji unmapped", "\x1B$B\x29\x21\x1B(B", 3, u"\uFFFD"},
     // UTF-16
-    {39, "odd byte",
-     "\x00"
-     "a\x00"s,
-     2, u"a\uFFFD"},
-    {39, "lone low surrogate",
-     "\xDC\x00\x00"
-     "a"s,
-     0,
-     u"\uFFFD"
-     "a"},
+    {39, "odd byte", "\x00\x61\x00"s, 2, u"a\uFFFD"},
+    {39, "lone low surrogate", "\xDC\x00\x00\x61"s, 0, u"\uFFFD\x61"},
     {39, "high surrogate at the end", "\xD8\x00"s, 0, u"\uFFFD"},
-    {40, "high surrogate before a letter",
-     "\x00\xD8"
-     "a\x00"s,
-     0,
-     u"\uFFFD"
-     "a"},
+    {40, "high surrogate before a letter", "\x00\xD8\x61\x00"s, 0, u"\uFFFD\x61"},
     // UTF-8
     {42, "overlong", "\xC0\xAF", 0, u"\uFFFD\uFFFD"},
     {42, "encoded surrogate", "\xED\xA0\x80", 0, u"\uFFFD\uFFFD\uFFFD"},
@@ -141,7 +117,8 @@ TEST(CodesetBytes, RejectsMalformedAndTruncatedInput) {
     }
 }
 
-// Byte-exact encodings of short texts.
+// Byte-exact encodings of short texts where a character-by-character check against iconv says too
+// little: shift states, surrogate pairs, byte order marks and recovery escapes.
 struct Encoded {
     unsigned id;
     std::u16string text;
@@ -150,37 +127,20 @@ struct Encoded {
 };
 
 const Encoded kEncodings[] = {
-    {0, u"A\u4E00\u2550", 0, "A\xA4\x40\xA2\xA4"},
-    {32, u"\u554A\u3000", 0, "\xB0\xA1\xA1\xA1"},
     {31, u"\u20AC\u00A5\U00010000\U0010FFFF\U00020087\uE7C7", 0,
      "\xA2\xE3\x81\x30\x84\x36\x90\x30\x81\x30\xE3\x32\x9A\x35\xFE\x51\x81\x35\xF4\x37"},
     {34, u"\u00A5\u203E\uFF71\u3042\u6F22", 0, "\x5C\x7E\xB1\x82\xA0\x8A\xBF"},
     {35, u"\uFF71\u3042\u4E9C\u4E02\u00A6", 0, "\x8E\xB1\xA4\xA2\xB0\xA1\x8F\xB0\xA1\x8F\xA2\xC3"},
     {36, u"a\u3042b", 0, "a\x1B$B\x24\x22\x1B(Bb"},
     {36, u"\u3042\u3044", 0, "\x1B$B\x24\x22\x24\x24\x1B(B"},
-    {36, u"\u00A5a\\", 0,
-     "\x1B(J\x5C"
-     "a\x1B(B\\"},
+    {36, u"\u00A5a\\", 0, "\x1B(J\x5C\x61\x1B(B\\"},
     {36, u"\u3042\n", 0, "\x1B$B\x24\x22\x1B(B\n"},
-    {39, u"A\U0001F600", 0,
-     std::string("\x00"
-                 "A\xD8\x3D\xDE\x00",
-                 6)},
-    {40, u"A\U0001F600", 0, std::string("A\x00\x3D\xD8\x00\xDE", 6)},
-    {39, u"A", kZrEncOptionAddByteOrderMarker,
-     std::string("\xFE\xFF\x00"
-                 "A",
-                 4)},
-    {40, u"A", kZrEncOptionAddByteOrderMarker,
-     std::string("\xFF\xFE"
-                 "A\x00",
-                 4)},
-    {42, u"A", kZrEncOptionAddByteOrderMarker,
-     "\xEF\xBB\xBF"
-     "A"},
+    {39, u"A\U0001F600", 0, "\x00\x41\xD8\x3D\xDE\x00"s},
+    {40, u"A\U0001F600", 0, "A\x00\x3D\xD8\x00\xDE"s},
+    {39, u"A", kZrEncOptionAddByteOrderMarker, "\xFE\xFF\x00\x41"s},
+    {40, u"A", kZrEncOptionAddByteOrderMarker, "\xFF\xFE\x41\x00"s},
+    {42, u"A", kZrEncOptionAddByteOrderMarker, "\xEF\xBB\xBF\x41"},
     {33, u"A", kZrEncOptionAddByteOrderMarker, "A"},
-    {5, u"Hello", 0, "\xC8\x85\x93\x93\x96"},
-    {37, u"\u041F\u0440", 0, "\xF0\xD2"},
     // Recovery writes the escape in the target encoding itself.
     {1, u"a\u00E9b", kZrEncOptionRecoverable, "a\\u00E9b"},
     {5, u"\u20AC", kZrEncOptionRecoverable, "\xE0\xA4\xF2\xF0\xC1\xC3"},
@@ -188,13 +148,7 @@ const Encoded kEncodings[] = {
     {0, u"\U0001F600", kZrEncOptionRecoverable, "\\uD83D\\uDE00"},
     {34, u"\u00E9", kZrEncOptionRecoverable, "\x5Cu00E9"},
     {42, u"\xD800x", kZrEncOptionRecoverable, "\\uD800x"},
-    {39, std::u16string(u"\xDC00"), kZrEncOptionRecoverable,
-     std::string("\x00\\\x00u\x00"
-                 "D\x00"
-                 "C\x00"
-                 "0\x00"
-                 "0",
-                 12)},
+    {39, std::u16string(u"\xDC00"), kZrEncOptionRecoverable, "\x00\\\x00u\x00\x44\x00\x43\x00\x30\x00\x30"s},
 };
 
 TEST(CodesetBytes, EncodesByteForByte) {
@@ -228,68 +182,29 @@ TEST(CodesetBytes, ReportsWhereEncodingFails) {
     EXPECT_FALSE(ZrCodesetConverter::ValidateTo(text, nullptr, 43, 0));
 }
 
-TEST(CodesetBytes, DropsALeadingByteOrderMark) {
-    struct Row {
+// Leading byte order marks are dropped; ISO-2022-JP shifts are read.
+TEST(CodesetBytes, DecodesMarksAndShifts) {
+    const struct {
         unsigned id;
         std::string bytes;
         std::u16string text;
     } rows[] = {
-        {39,
-         std::string("\xFE\xFF\x00"
-                     "A",
-                     4),
-         u"A"},
-        {39,
-         std::string("\xFF\xFE\x00"
-                     "A",
-                     4),
-         u"\uFFFE"
-         "A"},
-        {40,
-         std::string("\xFF\xFE"
-                     "A\x00",
-                     4),
-         u"A"},
-        {41,
-         std::string("\xFE\xFF\x00"
-                     "A",
-                     4),
-         u"A"},
-        {41,
-         std::string("\xFF\xFE"
-                     "A\x00",
-                     4),
-         u"A"},
-        {42,
-         "\xEF\xBB\xBF"
-         "A\xEF\xBB\xBF",
-         u"A\uFEFF"},
+        {39, "\xFE\xFF\x00\x41"s, u"A"},
+        {39, "\xFF\xFE\x00\x41"s, u"\uFFFE\x41"},
+        {40, "\xFF\xFE\x41\x00"s, u"A"},
+        {41, "\xFE\xFF\x00\x41"s, u"A"},
+        {41, "\xFF\xFE\x41\x00"s, u"A"},
+        {42, "\xEF\xBB\xBF\x41\xEF\xBB\xBF", u"A\uFEFF"},
+        {36, "\x1B$B\x24\x22\x1B(B", u"\u3042"},
+        {36, "\x1B$@\x24\x22", u"\u3042"},
+        {36, "\x1B(J\x5C\x7E\x61", u"\u00A5\u203E\x61"},
+        {36, "\x1B$B\x24\x22\n\x24\x24", u"\u3042\n\u3044"},
+        {36, "\x1B(B\x1B(B", u""},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         Decoded d = Decode(row.id, row.bytes);
         EXPECT_TRUE(d.ok) << row.id;
         EXPECT_EQ(d.text, row.text) << row.id;
-    }
-}
-
-TEST(CodesetBytes, ReadsIso2022JpShifts) {
-    struct Row {
-        std::string bytes;
-        std::u16string text;
-    } rows[] = {
-        {"\x1B$B\x24\x22\x1B(B", u"\u3042"},
-        {"\x1B$@\x24\x22", u"\u3042"},
-        {"\x1B(J\x5C\x7E"
-         "a",
-         u"\u00A5\u203E"
-         "a"},
-        {"\x1B$B\x24\x22\n\x24\x24", u"\u3042\n\u3044"},
-        {"\x1B(B\x1B(B", u""},
-    };
-    for (const Row& row : rows) {
-        Decoded d = Decode(36, row.bytes);
-        EXPECT_TRUE(d.ok);
-        EXPECT_EQ(d.text, row.text);
     }
 }
 

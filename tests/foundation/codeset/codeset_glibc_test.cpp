@@ -27,51 +27,32 @@ struct Reference {
 
 const char* const kMachineUtf16 = std::endian::native == std::endian::big ? "UTF-16BE" : "UTF-16LE";
 
-const Reference kReferences[] = {
-    {0, "BIG5", Family::kDoubleByte},
-    {1, "ANSI_X3.4-1968", Family::kSingleByte},
-    {2, "IBM869", Family::kSingleByte},
-    {3, "IBM874", Family::kSingleByte},
-    {4, "IBM875", Family::kSingleByte},
-    {5, "IBM037", Family::kSingleByte},
-    {6, "IBM1026", Family::kSingleByte},
-    {7, "CP1250", Family::kSingleByte},
-    {8, "CP1251", Family::kSingleByte},
-    {9, "CP1252", Family::kSingleByte},
-    {10, "CP1253", Family::kSingleByte},
-    {11, "CP1254", Family::kSingleByte},
-    {12, "CP1255", Family::kSingleByte},
-    {13, "CP1256", Family::kSingleByte},
-    {14, "CP1257", Family::kSingleByte},
-    {15, "CP1258", Family::kSingleByte},
-    {16, "IBM437", Family::kSingleByte},
-    {17, "IBM500", Family::kSingleByte},
-    {18, "CP737", Family::kSingleByte},
-    {19, "CP775", Family::kSingleByte},
-    {20, "IBM850", Family::kSingleByte},
-    {21, "IBM852", Family::kSingleByte},
-    {22, "IBM855", Family::kSingleByte},
-    {23, "IBM857", Family::kSingleByte},
-    {24, "IBM860", Family::kSingleByte},
-    {25, "IBM861", Family::kSingleByte},
-    {26, "IBM862", Family::kSingleByte},
-    {27, "IBM863", Family::kSingleByte},
-    {28, "IBM864", Family::kSingleByte},
-    {29, "IBM865", Family::kSingleByte},
-    {30, "IBM866", Family::kSingleByte},
-    {31, "GB18030", Family::kGb18030},
-    {32, "EUC-CN", Family::kDoubleByte},
-    {33, "ISO-8859-1", Family::kSingleByte},
-    {34, "SHIFT_JIS", Family::kDoubleByte},
-    {35, "EUC-JP", Family::kEucJp},
-    {36, "ISO-2022-JP", Family::kIso2022Jp},
-    {37, "KOI8-R", Family::kSingleByte},
-    {38, "TIS-620", Family::kSingleByte},
-    {39, "UTF-16BE", Family::kUtf16},
-    {40, "UTF-16LE", Family::kUtf16},
-    {41, kMachineUtf16, Family::kUtf16},
-    {42, "UTF-8", Family::kUtf8},
-};
+std::vector<Reference> References() {
+    // Identifiers 1 to 30 are single-byte pages, in this order.
+    const char* const pages[] = {"ANSI_X3.4-1968", "IBM869", "IBM874", "IBM875", "IBM037", "IBM1026",
+                                 "CP1250",         "CP1251", "CP1252", "CP1253", "CP1254", "CP1255",
+                                 "CP1256",         "CP1257", "CP1258", "IBM437", "IBM500", "CP737",
+                                 "CP775",          "IBM850", "IBM852", "IBM855", "IBM857", "IBM860",
+                                 "IBM861",         "IBM862", "IBM863", "IBM864", "IBM865", "IBM866"};
+    std::vector<Reference> refs = {
+        {0, "BIG5", Family::kDoubleByte},
+        {31, "GB18030", Family::kGb18030},
+        {32, "EUC-CN", Family::kDoubleByte},
+        {33, "ISO-8859-1", Family::kSingleByte},
+        {34, "SHIFT_JIS", Family::kDoubleByte},
+        {35, "EUC-JP", Family::kEucJp},
+        {36, "ISO-2022-JP", Family::kIso2022Jp},
+        {37, "KOI8-R", Family::kSingleByte},
+        {38, "TIS-620", Family::kSingleByte},
+        {39, "UTF-16BE", Family::kUtf16},
+        {40, "UTF-16LE", Family::kUtf16},
+        {41, kMachineUtf16, Family::kUtf16},
+        {42, "UTF-8", Family::kUtf8},
+    };
+    for (unsigned i = 0; i < std::size(pages); ++i)
+        refs.push_back({i + 1, pages[i], Family::kSingleByte});
+    return refs;
+}
 
 // One conversion's outcome: whether it succeeded and what it produced.
 struct Outcome {
@@ -383,22 +364,6 @@ TEST_P(GlibcAgreement, EncodesEveryCharacterLikeGlibc) {
     ExpectListedSeen(Direction::kEncode);
 }
 
-// What a mapped code decodes to must encode back to the same code.
-TEST_P(GlibcAgreement, RoundTripsEveryDecodedCode) {
-    const Reference& ref = GetParam();
-    size_t failures = 0;
-    ForEachCode(ref.family, [&](const Bytes& code) {
-        Outcome text = OurDecode(ref.id, code);
-        if (!text.ok || text.out.empty())
-            return;
-        Outcome back = OurEncode(ref.id, text.out);
-        Outcome again = back.ok ? OurDecode(ref.id, back.out) : Outcome{};
-        if (!(again == text) && ++failures <= 5)
-            ADD_FAILURE() << ref.glibcName << " code " << std::hex << CodeNumber(code)
-                          << " does not round-trip";
-    });
-}
-
 std::string Name(const ::testing::TestParamInfo<Reference>& info) {
     std::string name = "Id" + std::to_string(info.param.id) + "_";
     for (const char* p = info.param.glibcName; *p; ++p)
@@ -406,6 +371,6 @@ std::string Name(const ::testing::TestParamInfo<Reference>& info) {
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(AllEncodings, GlibcAgreement, ::testing::ValuesIn(kReferences), Name);
+INSTANTIATE_TEST_SUITE_P(AllEncodings, GlibcAgreement, ::testing::ValuesIn(References()), Name);
 
 } // namespace

@@ -8,28 +8,18 @@
 
 namespace {
 
-TEST(ZrUserDatabaseTest, FindsTheSuperuserByIdAndByName) {
-    ZrUserEntry byId;
-    ASSERT_TRUE(ZrUserDatabaseIterator::Find(0u, byId));
-    EXPECT_EQ(byId.uid, 0u);
-    EXPECT_FALSE(byId.name.IsEmpty());
-
-    ZrUserEntry byName;
-    ASSERT_TRUE(ZrUserDatabaseIterator::Find(byId.name, byName));
-    EXPECT_EQ(byName.uid, 0u);
-    EXPECT_EQ(byName.name, byId.name);
-    EXPECT_EQ(byName.home, byId.home);
-}
-
-TEST(ZrUserDatabaseTest, AgreesWithTheCLibraryForTheEffectiveUser) {
+TEST(ZrUserDatabaseTest, AgreesWithTheCLibraryByIdAndByName) {
     const passwd* record = getpwuid(geteuid());
     ASSERT_NE(record, nullptr) << "the test account has no database entry";
-    ZrUserEntry entry;
+    ZrUserEntry entry, byName;
     ASSERT_TRUE(ZrUserDatabaseIterator::Find(static_cast<uint32_t>(geteuid()), entry));
     EXPECT_EQ(entry.name.AsUtf8(), record->pw_name);
     EXPECT_EQ(entry.home.AsUtf8(), record->pw_dir);
     EXPECT_EQ(entry.shell.AsUtf8(), record->pw_shell);
     EXPECT_EQ(entry.gid, record->pw_gid);
+    ASSERT_TRUE(ZrUserDatabaseIterator::Find(entry.name, byName));
+    EXPECT_EQ(byName.uid, geteuid());
+    EXPECT_EQ(byName.home, entry.home);
 }
 
 TEST(ZrUserDatabaseTest, MissingEntriesAreNotErrors) {

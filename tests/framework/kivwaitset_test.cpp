@@ -37,6 +37,11 @@ protected:
         return ready;
     }
 
+    void AddFd(KivPosixFdWait& wait, KivWaitSetEntry& entry, int fd, uint32_t kind = KIV_WAIT_FD_READ) {
+        KivPosixFdWaitInit(&wait, kind, fd);
+        ASSERT_EQ(KivWaitSetAdd(&set, &wait, &entry), KIV_OK);
+    }
+
     void AddTimer(KivTimer& timer, KivWaitSetEntry& entry, uint64_t expiry, bool suspendOnReady = true) {
         KivTimerInit(&timer);
         KivTimerSetExpiry(&timer, expiry);
@@ -48,29 +53,26 @@ protected:
     Watchdog watchdog;
 };
 
-TEST_F(KivWaitSetTest, EmptySetReturnsAtOnceWithNothing) {
+TEST_F(KivWaitSetTest, EmptySetReturnsAtOnceAndUnknownKindsAreRefused) {
     EXPECT_TRUE(Wait().empty());
-    EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
-}
-
-TEST_F(KivWaitSetTest, RefusesUnknownKindWithoutCountingIt) {
     _KivPosixWait odd;
     odd.kind = 6;
     KivWaitSetEntry entry;
     EXPECT_EQ(KivWaitSetAdd(&set, &odd, &entry), KIV_BAD_KIND);
     EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
+    KivTimer timer;
+    KivTimerInit(&timer);
+    EXPECT_EQ(KivEventSet(&timer), KIV_BAD_KIND);
+    EXPECT_EQ(KivEventUnset(&timer), KIV_BAD_KIND);
 }
 
 TEST_F(KivWaitSetTest, ReportsReadableAndWritableDescriptorsInPoolOrder) {
     Pipe a, b;
     KivPosixFdWait readA, readB, writeB;
-    KivPosixFdWaitInit(&readA, KIV_WAIT_FD_READ, a.fds[0]);
-    KivPosixFdWaitInit(&readB, KIV_WAIT_FD_READ, b.fds[0]);
-    KivPosixFdWaitInit(&writeB, KIV_WAIT_FD_WRITE, b.fds[1]);
     KivWaitSetEntry eWrite, eA, eB;
-    ASSERT_EQ(KivWaitSetAdd(&set, &writeB, &eWrite), KIV_OK);
-    ASSERT_EQ(KivWaitSetAdd(&set, &readB, &eB), KIV_OK);
-    ASSERT_EQ(KivWaitSetAdd(&set, &readA, &eA), KIV_OK);
+    AddFd(writeB, eWrite, b.fds[1], KIV_WAIT_FD_WRITE);
+    AddFd(readB, eB, b.fds[0]);
+    AddFd(readA, eA, a.fds[0]);
     EXPECT_EQ(KivWaitSetGetSize(&set), 3u);
 
     // Only the write end is ready.
@@ -85,9 +87,8 @@ TEST_F(KivWaitSetTest, SuspendOnReadyHidesEntryUntilResumed) {
     Pipe p;
     p.Put();
     KivPosixFdWait wait;
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, p.fds[0]);
     KivWaitSetEntry entry;
-    ASSERT_EQ(KivWaitSetAdd(&set, &wait, &entry), KIV_OK);
+    AddFd(wait, entry, p.fds[0]);
     KivWaitSetEntrySetSuspendOnReady(&entry, 1);
     EXPECT_EQ(Wait().size(), 1u);
     EXPECT_TRUE(entry.suspended);
@@ -98,25 +99,22 @@ TEST_F(KivWaitSetTest, SuspendOnReadyHidesEntryUntilResumed) {
 }
 
 TEST_F(KivWaitSetTest, FullArrayReturnsTwoAndKeepsTheRestForLater) {
-    Pipe p1, p2, p3;
+    Pipe p[3];
     KivPosixFdWait w[3];
     KivWaitSetEntry e[3];
-    Pipe* pipes[] = {&p1, &p2, &p3};
     for (int i = 0; i < 3; ++i) {
-        pipes[i]->Put();
-        KivPosixFdWaitInit(&w[i], KIV_WAIT_FD_READ, pipes[i]->fds[0]);
-        ASSERT_EQ(KivWaitSetAdd(&set, &w[i], &e[i]), KIV_OK);
+        p[i].Put();
+        AddFd(w[i], e[i], p[i].fds[0]);
         KivWaitSetEntrySetSuspendOnReady(&e[i], 1);
     }
     EXPECT_EQ(Wait(2, KIV_MORE), std::vector<KivWaitSetEntry*>({&e[0], &e[1]}));
     EXPECT_FALSE(e[2].suspended);
     EXPECT_EQ(Wait(2), std::vector<KivWaitSetEntry*>({&e[2]}));
 
-    std::vector<KivWaitSetEntry*> all(2);
+    std::vector<KivWaitSetEntry*> all(3);
     uint64_t count = 2;
     EXPECT_EQ(KivWaitSetGetEntries(&set, all.data(), &count), KIV_MORE);
     EXPECT_EQ(count, 2u);
-    all.resize(3);
     count = 3;
     EXPECT_EQ(KivWaitSetGetEntries(&set, all.data(), &count), KIV_OK);
     EXPECT_EQ(all, std::vector<KivWaitSetEntry*>({&e[0], &e[1], &e[2]}));
@@ -130,10 +128,9 @@ TEST_F(KivWaitSetTest, TimersFireInExpiryOrderEqualOnesInInsertionOrder) {
     const uint64_t base = KivTimeNow() + 20 * kMs;
     KivTimer t[4];
     KivWaitSetEntry e[4];
-    AddTimer(t[0], e[0], base + 10 * kMs);
-    AddTimer(t[1], e[1], base);
-    AddTimer(t[2], e[2], base + 10 * kMs);
-    AddTimer(t[3], e[3], base + 5 * kMs);
+    const uint64_t offsets[] = {10, 0, 10, 5};
+    for (int i = 0; i < 4; ++i)
+        AddTimer(t[i], e[i], base + offsets[i] * kMs);
     std::vector<KivWaitSetEntry*> fired;
     while (fired.size() < 4) {
         auto ready = Wait();
@@ -145,32 +142,26 @@ TEST_F(KivWaitSetTest, TimersFireInExpiryOrderEqualOnesInInsertionOrder) {
 }
 
 TEST_F(KivWaitSetTest, ResumedTimerGoesBackIntoExpiryOrder) {
-    const uint64_t past = KivTimeNow() - kMs;
-    KivTimer t0, t1;
-    KivWaitSetEntry e0, e1;
-    AddTimer(t0, e0, past);
+    KivTimer t0, t1, t2;
+    KivWaitSetEntry e0, e1, e2;
+    AddTimer(t0, e0, KivTimeNow() - kMs);
     AddTimer(t1, e1, KivTimeNow() + 3600000 * kMs);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e0}));
     EXPECT_EQ(set.timerPool.tail, &e0);
     KivWaitSetEntryResume(&e0);
     EXPECT_EQ(set.timerPool.head, &e0);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e0}));
-}
-
-TEST_F(KivWaitSetTest, TimerWithoutSuspendOnReadyStaysDue) {
-    KivTimer t;
-    KivWaitSetEntry e;
-    AddTimer(t, e, KivTimeNow() - kMs, false);
-    EXPECT_EQ(Wait().size(), 1u);
-    EXPECT_EQ(Wait().size(), 1u);
+    // Without suspend-on-ready a due timer stays due.
+    AddTimer(t2, e2, KivTimeNow() - kMs, false);
+    EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e2}));
+    EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e2}));
 }
 
 TEST_F(KivWaitSetTest, TimerBoundsTheWaitOnASilentDescriptor) {
     Pipe p;
     KivPosixFdWait wait;
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, p.fds[0]);
     KivWaitSetEntry fdEntry, timerEntry;
-    ASSERT_EQ(KivWaitSetAdd(&set, &wait, &fdEntry), KIV_OK);
+    AddFd(wait, fdEntry, p.fds[0]);
     KivTimer t;
     const uint64_t expiry = KivTimeNow() + 30 * kMs;
     AddTimer(t, timerEntry, expiry);
@@ -181,9 +172,8 @@ TEST_F(KivWaitSetTest, TimerBoundsTheWaitOnASilentDescriptor) {
 TEST_F(KivWaitSetTest, AnythingReportedMakesTheDescriptorWaitAPoll) {
     Pipe p;
     KivPosixFdWait wait;
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, p.fds[0]);
     KivWaitSetEntry fdEntry, eventEntry;
-    ASSERT_EQ(KivWaitSetAdd(&set, &wait, &fdEntry), KIV_OK);
+    AddFd(wait, fdEntry, p.fds[0]);
     KivFastEvent event;
     KivFastEventInit(&event);
     ASSERT_EQ(KivWaitSetAdd(&set, &event, &eventEntry), KIV_OK);
@@ -227,19 +217,11 @@ TEST_F(KivWaitSetTest, SafeEventWakesTheWaitThroughItsPipe) {
     EXPECT_EQ(event.readFd, -1);
 }
 
-TEST_F(KivWaitSetTest, EventCallsRefuseOtherKinds) {
-    KivTimer timer;
-    KivTimerInit(&timer);
-    EXPECT_EQ(KivEventSet(&timer), KIV_BAD_KIND);
-    EXPECT_EQ(KivEventUnset(&timer), KIV_BAD_KIND);
-}
-
 TEST_F(KivWaitSetTest, FailedWaitWithNothingFoundReturnsMinusOne) {
     Pipe p;
     KivPosixFdWait wait;
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, p.fds[0]);
     KivWaitSetEntry entry;
-    ASSERT_EQ(KivWaitSetAdd(&set, &wait, &entry), KIV_OK);
+    AddFd(wait, entry, p.fds[0]);
     // A descriptor closed behind the wait set's back makes pselect fail with EBADF.
     int saved = dup(p.fds[0]);
     close(p.fds[0]);
@@ -248,19 +230,24 @@ TEST_F(KivWaitSetTest, FailedWaitWithNothingFoundReturnsMinusOne) {
     close(saved);
 }
 
-TEST_F(KivWaitSetTest, RemovingTheHighestDescriptorRecomputesIt) {
+TEST_F(KivWaitSetTest, DescriptorBitsFollowTheActiveEntries) {
     Pipe p;
     KivPosixFdWait low, high;
-    KivPosixFdWaitInit(&low, KIV_WAIT_FD_READ, p.fds[0]);
-    KivPosixFdWaitInit(&high, KIV_WAIT_FD_READ, p.fds[1]);
-    KivWaitSetEntry eLow, eHigh;
-    KivWaitSetAdd(&set, &low, &eLow);
-    KivWaitSetAdd(&set, &high, &eHigh);
+    KivWaitSetEntry eLow, eHigh, second;
+    AddFd(low, eLow, p.fds[0]);
+    AddFd(high, eHigh, p.fds[1]);
     EXPECT_EQ(set.readPool.highest, p.fds[1]);
     KivWaitSetRemove(&set, &eHigh);
     EXPECT_EQ(set.readPool.highest, p.fds[0]);
     EXPECT_FALSE(FD_ISSET(p.fds[1], &set.readPool.bits));
+    // Two entries on one descriptor keep its bit while one is active.
+    AddFd(low, second, p.fds[0]);
+    KivWaitSetEntrySuspend(&eLow);
+    EXPECT_TRUE(FD_ISSET(p.fds[0], &set.readPool.bits));
+    KivWaitSetEntrySuspend(&second);
+    EXPECT_FALSE(FD_ISSET(p.fds[0], &set.readPool.bits));
     KivWaitSetRemove(&set, &eLow);
+    KivWaitSetRemove(&set, &second);
     EXPECT_EQ(set.readPool.highest, -1);
     EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
 }
@@ -268,14 +255,12 @@ TEST_F(KivWaitSetTest, RemovingTheHighestDescriptorRecomputesIt) {
 TEST_F(KivWaitSetTest, EmptyingTakesEveryEntryOutOfEveryPool) {
     Pipe p;
     KivPosixFdWait read, write;
-    KivPosixFdWaitInit(&read, KIV_WAIT_FD_READ, p.fds[0]);
-    KivPosixFdWaitInit(&write, KIV_WAIT_FD_WRITE, p.fds[1]);
     KivTimer timer;
     KivFastEvent event;
     KivFastEventInit(&event);
     KivWaitSetEntry e[4];
-    KivWaitSetAdd(&set, &read, &e[0]);
-    KivWaitSetAdd(&set, &write, &e[1]);
+    AddFd(read, e[0], p.fds[0]);
+    AddFd(write, e[1], p.fds[1], KIV_WAIT_FD_WRITE);
     AddTimer(timer, e[2], 0);
     KivWaitSetAdd(&set, &event, &e[3]);
     EXPECT_EQ(KivWaitSetGetSize(&set), 4u);
@@ -288,19 +273,6 @@ TEST_F(KivWaitSetTest, EmptyingTakesEveryEntryOutOfEveryPool) {
     EXPECT_TRUE(Wait().empty());
 }
 
-TEST_F(KivWaitSetTest, TwoEntriesOnOneDescriptorKeepItsBitWhileOneIsActive) {
-    Pipe p;
-    KivPosixFdWait wait;
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, p.fds[0]);
-    KivWaitSetEntry first, second;
-    KivWaitSetAdd(&set, &wait, &first);
-    KivWaitSetAdd(&set, &wait, &second);
-    KivWaitSetEntrySuspend(&first);
-    EXPECT_TRUE(FD_ISSET(p.fds[0], &set.readPool.bits));
-    KivWaitSetEntrySuspend(&second);
-    EXPECT_FALSE(FD_ISSET(p.fds[0], &set.readPool.bits));
-}
-
 using KivWaitSetDeathTest = KivWaitSetTest;
 
 TEST_F(KivWaitSetDeathTest, DescriptorOf1024Aborts) {
@@ -308,8 +280,7 @@ TEST_F(KivWaitSetDeathTest, DescriptorOf1024Aborts) {
     KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, 1024);
     KivWaitSetEntry entry;
     EXPECT_DEATH(KivWaitSetAdd(&set, &wait, &entry), "pool: Assertion `fd < 1024' failed");
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_EXCEPT, 1023);
-    EXPECT_EQ(KivWaitSetAdd(&set, &wait, &entry), KIV_OK);
+    AddFd(wait, entry, 1023, KIV_WAIT_FD_EXCEPT);
 }
 
 } // namespace

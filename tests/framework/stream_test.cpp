@@ -49,67 +49,37 @@ TEST(LEEncodingTest, WritesEveryWidthLeastSignificantByteFirst) {
         EXPECT_EQ(Encode(row.write), row.expected) << row.what;
 }
 
-TEST(LEDecodingTest, ReadsEveryWidthBack) {
-    const Bytes wire = {0xAB, 0xFE, 0x34, 0x12, 0xFE, 0xFF, 0x78, 0x56, 0x34, 0x12, 0xFB,
-                        0xFC, 0xFD, 0xFE, 8,    7,    6,    5,    4,    3,    2,    1,
-                        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 'o',  'k'};
+// Reads one value of type T from `wire`, which it must use up.
+template <class T> T ReadOne(const Bytes& wire) {
     encoding::LEDecodingBufferStream stream{buffer::Buffer(wire.data(), wire.size())};
-    unsigned char uc = 0;
-    signed char sc = 0;
-    unsigned short us = 0;
-    short ss = 0;
-    unsigned int ui = 0;
-    int si = 0;
-    unsigned long ul = 0;
-    long sl = 0;
-    char raw[2];
-    stream.Read(uc);
-    stream.Read(sc);
-    stream.Read(us);
-    stream.Read(ss);
-    stream.Read(ui);
-    stream.Read(si);
-    stream.Read(ul);
-    stream.Read(sl);
-    stream.Read(buffer::Buffer(raw, 2));
-    EXPECT_EQ(uc, 0xAB);
-    EXPECT_EQ(sc, -2);
-    EXPECT_EQ(us, 0x1234);
-    EXPECT_EQ(ss, -2);
-    EXPECT_EQ(ui, 0x12345678u);
-    EXPECT_EQ(si, -16909061);
-    EXPECT_EQ(ul, 0x0102030405060708ul);
-    EXPECT_EQ(sl, -1);
-    EXPECT_EQ(std::string(raw, 2), "ok");
+    T value{};
+    stream.Read(value);
     EXPECT_EQ(stream.Remaining(), 0u);
-    EXPECT_THROW(stream.Read(uc), stream::EOSException);
+    EXPECT_THROW(stream.Read(value), stream::EOSException) << "exactly at the end";
+    return value;
 }
 
-TEST(LEDecodingTest, ShortReadAndExactEndThrowTheirOwnKinds) {
+TEST(LEDecodingTest, ReadsEveryWidthBack) {
+    EXPECT_EQ(ReadOne<unsigned char>({0xAB}), 0xAB);
+    EXPECT_EQ(ReadOne<signed char>({0xFE}), -2);
+    EXPECT_EQ(ReadOne<unsigned short>({0x34, 0x12}), 0x1234);
+    EXPECT_EQ(ReadOne<short>({0xFE, 0xFF}), -2);
+    EXPECT_EQ(ReadOne<unsigned int>({0x78, 0x56, 0x34, 0x12}), 0x12345678u);
+    EXPECT_EQ(ReadOne<int>({0xFB, 0xFC, 0xFD, 0xFE}), -16909061);
+    EXPECT_EQ(ReadOne<unsigned long>({8, 7, 6, 5, 4, 3, 2, 1}), 0x0102030405060708ul);
+    EXPECT_EQ(ReadOne<long>(Bytes(8, 0xFF)), -1);
+}
+
+TEST(LEDecodingTest, ShortReadThrowsIncompleteAndAnEmptyReadNothing) {
     const Bytes three = {1, 2, 3};
-    {
-        encoding::LEDecodingBufferStream stream{buffer::Buffer(three.data(), three.size())};
-        unsigned int value = 0;
-        EXPECT_THROW(stream.Read(value), stream::IncompleteReadException);
-    }
-    {
-        encoding::LEDecodingBufferStream stream{buffer::Buffer(three.data(), three.size())};
-        unsigned short pair = 0;
-        unsigned char last = 0;
-        stream.Read(pair);
-        stream.Read(last);
-        unsigned int value = 0;
-        EXPECT_THROW(stream.Read(value), stream::EOSException);
-        // Both are stream exceptions.
-        EXPECT_THROW(stream.Read(value), stream::StreamException);
-    }
-    {
-        encoding::LEDecodingBufferStream stream{buffer::Buffer(three.data(), three.size())};
-        char bytes[4];
-        EXPECT_THROW(stream.Read(buffer::Buffer(bytes, 4)), stream::IncompleteReadException);
-        // An empty read asks nothing of the stream, even at its end.
-        stream.Read(buffer::Buffer(bytes, 0));
-    }
+    encoding::LEDecodingBufferStream stream{buffer::Buffer(three.data(), three.size())};
+    unsigned int value = 0;
+    EXPECT_THROW(stream.Read(value), stream::IncompleteReadException);
+    char bytes[4];
+    encoding::LEDecodingBufferStream again{buffer::Buffer(three.data(), three.size())};
+    EXPECT_THROW(again.Read(buffer::Buffer(bytes, 4)), stream::IncompleteReadException);
+    // An empty read asks nothing of the stream, even at its end.
+    again.Read(buffer::Buffer(bytes, 0));
 }
 
 TEST(LEEncodingTest, FullBufferThrowsEndOfStreamAndAPartialWriteIncompleteWrite) {

@@ -27,8 +27,6 @@ TEST(RPCClientErrors, TableOfNamesAndTexts) {
         {24, "ERRSendBuffer", "Failed to set send buffer size", "Client cannot process request"},
         {100, "ERRTerminal", "", ""},
         {5, "Unknown MessageStatus (5)", "Unrecognized error", "Could not process the request"},
-        {21, "Unknown MessageStatus (21)", "Unrecognized error", "Could not process the request"},
-        {99, "Unknown MessageStatus (99)", "Unrecognized error", "Could not process the request"},
         {4294967295u, "Unknown MessageStatus (4294967295)", "Unrecognized error",
          "Could not process the request"},
     };

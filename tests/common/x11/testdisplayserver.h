@@ -1,56 +1,28 @@
 // Test peer: runs tools/xtestserver as a child process on a free display number
 // and drives it over its control socket. Header-only so that the X11 and DMP test
-// binaries share it. Failures to start or to talk fail the current test.
+// binaries share it. Failures to start or to talk fail the current test. Tests that wait on it
+// guard themselves with the framework tests' Watchdog.
 #pragma once
+
+#include "tests/framework/watchdog.h"
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
 namespace kptest {
-
-// Aborts the process when a test outlives its budget, so a lost event fails fast.
-class Watchdog {
-public:
-    explicit Watchdog(int seconds, const char* what = "test")
-        : m_thread([this, seconds, what] {
-              std::unique_lock<std::mutex> lock(m_mutex);
-              if (!m_done.wait_for(lock, std::chrono::seconds(seconds), [this] { return m_stop; })) {
-                  std::fprintf(stderr, "watchdog: %s did not finish within %d s\n", what, seconds);
-                  std::_Exit(99);
-              }
-          }) {}
-    ~Watchdog() {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_stop = true;
-        }
-        m_done.notify_all();
-        m_thread.join();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_done;
-    bool m_stop = false;
-    std::thread m_thread;
-};
 
 class TestDisplayServer {
 public:

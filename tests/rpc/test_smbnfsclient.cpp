@@ -168,6 +168,10 @@ TEST_F(SMBNFSClientTest, ReceivesARequestForAnotherDisplay) {
 
 // Not against the simulator: a socket that cannot be made cannot be bound.
 TEST(SMBNFSClientSetup, BindFailureIsTheFirstErrorText) {
+#ifdef __SANITIZE_ADDRESS__
+    // The sanitizer runtime needs descriptors of its own for its checks, and none is left below.
+    GTEST_SKIP() << "runs in the plain build";
+#endif
     rlimit saved;
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &saved), 0);
     int lowest = dup(0);

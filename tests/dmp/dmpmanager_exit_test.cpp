@@ -55,6 +55,18 @@ int RunChild(const std::function<void(DMPManager&)>& body, std::string& output) 
     close(out[0]);
     int status = 0;
     waitpid(pid, &status, 0);
+    // A sanitizer build may add its own "==pid==" report lines about the forked child; they are not
+    // the program's output.
+    std::string kept;
+    size_t start = 0;
+    while (start < output.size()) {
+        size_t end = output.find('\n', start);
+        end = end == std::string::npos ? output.size() : end + 1;
+        if (output.compare(start, 2, "==") != 0)
+            kept.append(output, start, end - start);
+        start = end;
+    }
+    output = kept;
     return status;
 }
 

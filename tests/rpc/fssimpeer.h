@@ -18,11 +18,11 @@ public:
     // Sends one JSON command line and returns the one-line answer ("" on failure).
     std::string Command(const std::string& json);
     // The decoded calls so far, as the JSON array text of the "calls" command.
-    std::string Calls();
+    std::string Calls() { return Command(R"({"cmd": "calls"})"); }
 
 private:
-    std::string m_dir;
     std::string m_control;
     int m_pid = -1;
+    int m_out = -1; // the child's standard output, kept open so that it never writes into a closed pipe
     unsigned m_port = 0;
 };

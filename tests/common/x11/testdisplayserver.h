@@ -8,12 +8,8 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/socket.h>
@@ -28,9 +24,6 @@ class TestDisplayServer {
 public:
     // extraArgs go to the server's command line, e.g. {"--no-xkpdev"}.
     explicit TestDisplayServer(std::vector<std::string> extraArgs = {}) {
-        int out[2];
-        if (pipe(out) != 0)
-            return;
         static int counter = 0;
         m_control = "/tmp/kp-xts-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".sock";
         std::vector<std::string> args = {"python3",
@@ -41,6 +34,9 @@ public:
                                          "--control",
                                          m_control};
         args.insert(args.end(), extraArgs.begin(), extraArgs.end());
+        int out[2];
+        if (pipe(out) != 0)
+            return;
         m_pid = fork();
         if (m_pid == 0) {
             dup2(out[1], 1);
@@ -54,19 +50,18 @@ public:
             _exit(127);
         }
         close(out[1]);
-        std::string line;
-        char c;
-        while (read(out[0], &c, 1) == 1 && c != '\n')
-            line += c;
-        close(out[0]);
+        m_fd = out[0];
         // "READY :<n> <control path>"
-        const auto colon = line.find(':');
-        const auto space = line.find(' ', colon);
-        if (line.rfind("READY ", 0) != 0 || colon == std::string::npos || space == std::string::npos) {
+        std::string line;
+        const bool ready = ReadLine(line) && line.rfind("READY :", 0) == 0;
+        close(m_fd);
+        m_fd = -1;
+        m_pending.clear();
+        if (!ready) {
             ADD_FAILURE() << "test display server did not start: " << line;
             return;
         }
-        m_display = line.substr(colon, space - colon);
+        m_display = line.substr(6, line.find(' ', 6) - 6);
         m_fd = socket(AF_UNIX, SOCK_STREAM, 0);
         sockaddr_un addr{};
         addr.sun_family = AF_UNIX;
@@ -83,15 +78,15 @@ public:
             Call("shutdown");
             close(m_fd);
         }
-        if (m_pid > 0) {
-            for (int i = 0; i < 200; ++i) {
-                if (waitpid(m_pid, nullptr, WNOHANG) == m_pid)
-                    return;
-                usleep(10000);
-            }
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, nullptr, 0);
+        if (m_pid <= 0)
+            return;
+        for (int i = 0; i < 200; ++i) {
+            if (waitpid(m_pid, nullptr, WNOHANG) == m_pid)
+                return;
+            usleep(10000);
         }
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
     }
 
     TestDisplayServer(const TestDisplayServer&) = delete;
@@ -100,29 +95,22 @@ public:
     bool Ok() const { return m_fd >= 0; }
     const std::string& Display() const { return m_display; }
 
-    // Sends {"cmd": cmd, ...args} (args: a JSON object text) and returns the reply.
+    // Sends {"cmd": cmd, ...args} (args: a JSON object text) as one line and returns the reply.
     rapidjson::Document Call(const std::string& cmd, const std::string& args = "{}") {
-        rapidjson::Document request;
-        request.Parse(args.c_str());
-        if (!request.IsObject()) {
-            ADD_FAILURE() << "bad control arguments: " << args;
-            request.SetObject();
-        }
-        request.AddMember("cmd", rapidjson::Value(cmd.c_str(), request.GetAllocator()),
-                          request.GetAllocator());
-        rapidjson::StringBuffer text;
-        rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-        request.Accept(writer);
-        std::string line = std::string(text.GetString(), text.GetSize()) + "\n";
+        std::string line = "{\"cmd\": \"" + cmd + "\"";
+        const size_t open = args.find('{'), close = args.rfind('}');
+        const std::string members = args.substr(open + 1, close - open - 1);
+        if (members.find_first_not_of(" \n") != std::string::npos)
+            line += ", " + members;
+        line += "}\n";
+        for (size_t i = 0; i + 1 < line.size(); ++i)
+            if (line[i] == '\n')
+                line[i] = ' ';
         rapidjson::Document reply;
-        if (m_fd < 0 || !WriteAll(line) || !ReadLine(line)) {
-            ADD_FAILURE() << "control socket failed for " << cmd;
-            reply.SetObject();
-            return reply;
-        }
-        reply.Parse(line.c_str());
-        if (!reply.IsObject() || !reply.HasMember("ok")) {
-            ADD_FAILURE() << "bad control reply: " << line;
+        if (m_fd < 0 || send(m_fd, line.data(), line.size(), MSG_NOSIGNAL) != ssize_t(line.size()) ||
+            !ReadLine(line) || reply.Parse(line.c_str()).HasParseError() || !reply.IsObject() ||
+            !reply.HasMember("ok")) {
+            ADD_FAILURE() << "control socket failed for " << cmd << ": " << line;
             reply.SetObject();
         }
         return reply;
@@ -138,32 +126,19 @@ public:
     }
 
 private:
-    bool WriteAll(const std::string& data) {
-        size_t done = 0;
-        while (done < data.size()) {
-            const ssize_t n = write(m_fd, data.data() + done, data.size() - done);
-            if (n <= 0)
-                return false;
-            done += static_cast<size_t>(n);
-        }
-        return true;
-    }
-
+    // One line from m_fd; what came after it waits for the next call.
     bool ReadLine(std::string& line) {
-        line.clear();
-        for (;;) {
-            const auto nl = m_pending.find('\n');
-            if (nl != std::string::npos) {
-                line = m_pending.substr(0, nl);
-                m_pending.erase(0, nl + 1);
-                return true;
-            }
+        while (m_pending.find('\n') == std::string::npos) {
             char chunk[65536];
             const ssize_t n = read(m_fd, chunk, sizeof(chunk));
             if (n <= 0)
                 return false;
             m_pending.append(chunk, static_cast<size_t>(n));
         }
+        const size_t nl = m_pending.find('\n');
+        line = m_pending.substr(0, nl);
+        m_pending.erase(0, nl + 1);
+        return true;
     }
 
     pid_t m_pid = -1;

@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
-#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -19,55 +18,34 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-Bytes Encode(const std::function<void(encoding::LEEncodingBufferStream&)>& write, size_t capacity = 16) {
-    Bytes out(capacity, 0xEE);
+// `value` must encode to exactly `wire`, and `wire` must decode to `value`, using it up.
+template <class T> void ExpectWire(T value, const Bytes& wire) {
+    SCOPED_TRACE(::testing::PrintToString(wire));
+    Bytes out(16, 0xEE);
+    encoding::LEEncodingBufferStream encoder{buffer::Buffer(out.data(), out.size())};
+    encoder.Write(value);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(encoder.Position())), wire);
+    encoding::LEDecodingBufferStream decoder{buffer::Buffer(wire.data(), wire.size())};
+    T back{};
+    decoder.Read(back);
+    EXPECT_EQ(back, value);
+    EXPECT_EQ(decoder.Remaining(), 0u);
+    EXPECT_THROW(decoder.Read(back), stream::EOSException) << "exactly at the end";
+}
+
+TEST(LEEncodingTest, EveryWidthLeastSignificantByteFirst) {
+    ExpectWire<unsigned char>(0xAB, {0xAB});
+    ExpectWire<signed char>(-2, {0xFE});
+    ExpectWire<unsigned short>(0x1234, {0x34, 0x12});
+    ExpectWire<short>(-2, {0xFE, 0xFF});
+    ExpectWire<unsigned int>(0x12345678u, {0x78, 0x56, 0x34, 0x12});
+    ExpectWire<int>(-16909061, {0xFB, 0xFC, 0xFD, 0xFE});
+    ExpectWire<unsigned long>(0x0102030405060708ul, {8, 7, 6, 5, 4, 3, 2, 1});
+    ExpectWire<long>(-1, Bytes(8, 0xFF));
+    Bytes out(4, 0xEE);
     encoding::LEEncodingBufferStream stream{buffer::Buffer(out.data(), out.size())};
-    write(stream);
-    out.resize(stream.Position());
-    return out;
-}
-
-TEST(LEEncodingTest, WritesEveryWidthLeastSignificantByteFirst) {
-    const struct {
-        const char* what;
-        std::function<void(encoding::LEEncodingBufferStream&)> write;
-        Bytes expected;
-    } rows[] = {
-        {"unsigned char", [](auto& s) { s.Write(static_cast<unsigned char>(0xAB)); }, {0xAB}},
-        {"signed char", [](auto& s) { s.Write(static_cast<signed char>(-2)); }, {0xFE}},
-        {"unsigned short", [](auto& s) { s.Write(static_cast<unsigned short>(0x1234)); }, {0x34, 0x12}},
-        {"short", [](auto& s) { s.Write(static_cast<short>(-2)); }, {0xFE, 0xFF}},
-        {"unsigned int", [](auto& s) { s.Write(0x12345678u); }, {0x78, 0x56, 0x34, 0x12}},
-        {"int", [](auto& s) { s.Write(-16909061); }, {0xFB, 0xFC, 0xFD, 0xFE}},
-        {"unsigned long",
-         [](auto& s) { s.Write(0x0102030405060708ul); },
-         {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01}},
-        {"long", [](auto& s) { s.Write(-1l); }, Bytes(8, 0xFF)},
-        {"raw bytes", [](auto& s) { s.Write(buffer::Buffer("\x01\x00\x02", 3)); }, {0x01, 0x00, 0x02}},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(Encode(row.write), row.expected) << row.what;
-}
-
-// Reads one value of type T from `wire`, which it must use up.
-template <class T> T ReadOne(const Bytes& wire) {
-    encoding::LEDecodingBufferStream stream{buffer::Buffer(wire.data(), wire.size())};
-    T value{};
-    stream.Read(value);
-    EXPECT_EQ(stream.Remaining(), 0u);
-    EXPECT_THROW(stream.Read(value), stream::EOSException) << "exactly at the end";
-    return value;
-}
-
-TEST(LEDecodingTest, ReadsEveryWidthBack) {
-    EXPECT_EQ(ReadOne<unsigned char>({0xAB}), 0xAB);
-    EXPECT_EQ(ReadOne<signed char>({0xFE}), -2);
-    EXPECT_EQ(ReadOne<unsigned short>({0x34, 0x12}), 0x1234);
-    EXPECT_EQ(ReadOne<short>({0xFE, 0xFF}), -2);
-    EXPECT_EQ(ReadOne<unsigned int>({0x78, 0x56, 0x34, 0x12}), 0x12345678u);
-    EXPECT_EQ(ReadOne<int>({0xFB, 0xFC, 0xFD, 0xFE}), -16909061);
-    EXPECT_EQ(ReadOne<unsigned long>({8, 7, 6, 5, 4, 3, 2, 1}), 0x0102030405060708ul);
-    EXPECT_EQ(ReadOne<long>(Bytes(8, 0xFF)), -1);
+    stream.Write(buffer::Buffer("\x01\x00\x02", 3));
+    EXPECT_EQ(out, Bytes({1, 0, 2, 0xEE})) << "raw bytes as they are";
 }
 
 TEST(LEDecodingTest, ShortReadThrowsIncompleteAndAnEmptyReadNothing) {

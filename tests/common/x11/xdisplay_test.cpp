@@ -91,10 +91,17 @@ private:
     std::vector<std::string>& m_log;
 };
 
-TEST(XDisplay, OpenRegistersTwiceAndNotifiesTheChainInOrder) {
-    Watchdog watchdog(30);
-    TestDisplayServer server;
-    ASSERT_TRUE(server.Ok());
+// One test display server per test, and the watchdog over it.
+class WithServer : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(m_server.Ok()); }
+    Watchdog m_watchdog{30};
+    TestDisplayServer m_server;
+};
+
+using XDisplayWithServer = WithServer;
+
+TEST_F(XDisplayWithServer, OpenRegistersTwiceAndNotifiesTheChainInOrder) {
     InDispatcher([&] {
         auto* base = dispatch::DispatcherBase::Get();
         std::vector<std::string> log;
@@ -105,7 +112,7 @@ TEST(XDisplay, OpenRegistersTwiceAndNotifiesTheChainInOrder) {
             rdp::XDisplay display;
             display.AddNotify(&full);
             display.AddNotify(&partial); // now first in the chain
-            ASSERT_TRUE(display.Open(server.Display().c_str()));
+            ASSERT_TRUE(display.Open(m_server.Display().c_str()));
             EXPECT_EQ(base->Count(), before + 2);
             EXPECT_TRUE(display.HasStream());
             EXPECT_EQ(display.Stream().WaitableInput().Waitable().GetWaitObject()->kind, 0u);
@@ -154,10 +161,7 @@ TEST(XDisplay, FindsTheModeswitchModifierRow) {
     }
 }
 
-TEST(XDisplay, ReadsTheYieldLimitWithoutChecking) {
-    Watchdog watchdog(30);
-    TestDisplayServer server;
-    ASSERT_TRUE(server.Ok());
+TEST_F(XDisplayWithServer, ReadsTheYieldLimitWithoutChecking) {
     struct Case {
         const char* text;
         uint64_t limit;
@@ -175,7 +179,7 @@ TEST(XDisplay, ReadsTheYieldLimitWithoutChecking) {
         for (const Case& c : cases) {
             ScopedEnv env("COMMON_X11_EVENTS_YIELD_LIMIT", c.text);
             rdp::XDisplay display;
-            ASSERT_TRUE(display.Open(server.Display().c_str()));
+            ASSERT_TRUE(display.Open(m_server.Display().c_str()));
             EXPECT_EQ(display.YieldLimit(), c.limit) << (c.text ? c.text : "unset");
         }
     });
@@ -197,13 +201,10 @@ private:
     int m_result;
 };
 
-TEST(XDisplay, ErrorOfARegisteredRequestGoesToItsHandler) {
-    Watchdog watchdog(30);
-    TestDisplayServer server;
-    ASSERT_TRUE(server.Ok());
+TEST_F(XDisplayWithServer, ErrorOfARegisteredRequestGoesToItsHandler) {
     InDispatcher([&] {
         rdp::XDisplay display;
-        ASSERT_TRUE(display.Open(server.Display().c_str()));
+        ASSERT_TRUE(display.Open(m_server.Display().c_str()));
         Display* dpy = display.GetDisplay();
         auto& errors = rdp::XDisplay::X11ErrorHandler::Instance();
         CountingErrorHandler handler(1);
@@ -257,10 +258,10 @@ private:
     bool m_pass;
 };
 
-class EventTurn : public ::testing::Test {
+class EventTurn : public WithServer {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(m_server.Ok());
+        WithServer::SetUp();
         m_firstEvent = m_server.Must("info")["first_event"].GetInt();
     }
 
@@ -292,8 +293,6 @@ protected:
         return turns;
     }
 
-    Watchdog m_watchdog{30};
-    TestDisplayServer m_server;
     int m_firstEvent = 0;
     std::vector<bool> m_fastSet;
 };

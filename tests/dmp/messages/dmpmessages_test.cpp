@@ -182,7 +182,7 @@ TEST(AddDeviceReqTest, EveryTruncationThrowsTheKindOfItsCut) {
     }
 }
 
-TEST(AddDeviceConfTest, SerialisesToSeventeenBytes) {
+TEST(AddDeviceConfTest, SerialisesToSeventeenBytesAndNoFewer) {
     const AddDeviceConf conf(0, 7);
     EXPECT_EQ(conf.size(), 17u);
     const Bytes expected = {0x01, 0x11, 0, 0, 0, 0x07, 0, 0, 0, 0x00, 0x00, 0x00, 0x01, 0, 0, 0, 0};
@@ -191,9 +191,8 @@ TEST(AddDeviceConfTest, SerialisesToSeventeenBytes) {
     EXPECT_EQ(Serialised(AddDeviceConf(0xFF, 0xA1B2C3D4), 17), other);
     auto stream = Reader(other);
     EXPECT_EQ(AddDeviceConf(stream), AddDeviceConf(0xFF, 0xA1B2C3D4));
-}
 
-TEST(AddDeviceConfTest, TooSmallTargetsThrowAtTheirBoundary) {
+    // Too small targets throw at their boundary.
     const struct {
         size_t capacity;
         bool incomplete; // else end of stream
@@ -209,7 +208,7 @@ TEST(AddDeviceConfTest, TooSmallTargetsThrowAtTheirBoundary) {
     }
 }
 
-TEST(RemoveDeviceTest, RequestParsesThirteenBytesAndTwelveAreTooFew) {
+TEST(RemoveDeviceTest, RequestIsThirteenBytesAndConfirmationTen) {
     const Bytes wire = Wire().U8(2).U32(13).U32(0xFFFFFFFE).U32(0x12345678).bytes();
     auto stream = Reader(wire);
     const RemoveDeviceReq req(stream);
@@ -221,15 +220,13 @@ TEST(RemoveDeviceTest, RequestParsesThirteenBytesAndTwelveAreTooFew) {
     const Bytes twelve(wire.begin(), wire.begin() + 12);
     auto shortStream = Reader(twelve);
     EXPECT_THROW(RemoveDeviceReq{shortStream}, stream::IncompleteReadException);
-}
 
-TEST(RemoveDeviceTest, ConfirmationIsTenBytes) {
     const RemoveDeviceConf conf(5, 0x01020304);
     EXPECT_EQ(conf.size(), 10u);
     const Bytes expected = {0x03, 0x0A, 0, 0, 0, 0x04, 0x03, 0x02, 0x01, 0x05};
     EXPECT_EQ(Serialised(conf, 10), expected);
-    auto stream = Reader(expected);
-    EXPECT_EQ(RemoveDeviceConf(stream), conf);
+    auto confStream = Reader(expected);
+    EXPECT_EQ(RemoveDeviceConf(confStream), conf);
 }
 
 TEST(T50StringTest, TerminatedAndRawFormsAndHostileLengths) {

@@ -14,9 +14,24 @@ template <class A> class ZrDictionary {
 public:
     using Assoc = A;
     using Key = typename A::KeyType;
-    // Buckets hold few pairs (three on average before the table grows), so the first four slots live
-    // inside the bucket and a lookup goes from the bucket array straight to the pair.
-    using Bucket = ZrDList<A*, 4>;
+    static constexpr uint32_t kInline = 4;
+
+    // A bucket is the list of its pairs' pointers; buckets hold few pairs (three on average before the
+    // table grows), so the first four slots live inside it. Beside each of those it keeps the top byte
+    // of the pair's hash: a probe skips pairs whose byte differs without reading them, so a lookup of a
+    // missing key usually touches the bucket alone. One bucket fills exactly one cache line.
+    class alignas(64) Bucket : public ZrDList<A*, kInline> {
+    public:
+        void Append(A* pair, uint32_t hash) {
+            uint32_t i = this->InsertNonConst(pair);
+            if (i < kInline)
+                m_tags[i] = TagOf(hash);
+        }
+        uint8_t TagAt(uint32_t i) const { return m_tags[i]; }
+
+    private:
+        uint8_t m_tags[kInline] = {};
+    };
 
     ZrDictionary() : m_buckets(kInitialBuckets) {}
     ZrDictionary(const ZrDictionary&) = delete;
@@ -31,9 +46,17 @@ public:
         Bucket& bucket = m_buckets[pair->Hash() & (m_bucketCount - 1)];
         if (Search(bucket, pair->Key(), pair->Hash()))
             return false;
-        bucket.InsertNonConst(pair);
+        bucket.Append(pair, pair->Hash());
         ++m_count;
         return true;
+    }
+    // Insert for a caller that has just seen Find miss this key: the same steps without searching the
+    // bucket again. Takes ownership of `pair`.
+    void InsertAbsent(A* pair) {
+        if (m_count >= m_threshold)
+            RebuildTable();
+        m_buckets[pair->Hash() & (m_bucketCount - 1)].Append(pair, pair->Hash());
+        ++m_count;
     }
 
     A* Find(const Key& key) const { return Find(key, ZrKeyHash(key)); }
@@ -52,7 +75,7 @@ public:
         Bucket rebuilt;
         for (uint32_t i = 0; i < bucket.EndIndex(); ++i)
             if (i != at && bucket.IsOccupied(i))
-                rebuilt.InsertNonConst(bucket[i]);
+                rebuilt.Append(bucket[i], bucket[i]->Hash());
         bucket = std::move(rebuilt);
         --m_count;
         return true;
@@ -78,9 +101,19 @@ public:
     void RebuildTable() {
         uint32_t count = m_bucketCount * 4;
         ZrDVector<Bucket> buckets(count);
-        for (Bucket& old : m_buckets)
-            for (A* pair : old)
-                buckets[pair->Hash() & (count - 1)].InsertNonConst(pair);
+        // Each move reads the pair's hash, and the pairs lie anywhere in memory: ask for the pairs of a
+        // bucket some way ahead, so their fetches overlap instead of following one another.
+        constexpr uint32_t kAhead = 16;
+        for (uint32_t b = 0; b < m_bucketCount; ++b) {
+            if (b + kAhead < m_bucketCount) {
+                const Bucket& ahead = m_buckets[b + kAhead];
+                A* const* slots = ahead.Slots();
+                for (uint32_t i = 0, n = ahead.EndIndex() < kInline ? ahead.EndIndex() : kInline; i < n; ++i)
+                    __builtin_prefetch(slots[i]->HashAddress());
+            }
+            for (A* pair : m_buckets[b])
+                buckets[pair->Hash() & (count - 1)].Append(pair, pair->Hash());
+        }
         m_buckets.Swap(buckets);
         m_bucketCount = count;
         m_threshold *= 4;
@@ -98,25 +131,27 @@ public:
 private:
     static constexpr uint32_t kInitialBuckets = 4;
 
-    // The bucket counts are powers of four, so the modulus is a mask. Pairs compare their stored hash
-    // before the key, so most non-matching pairs cost one integer compare.
+    static uint8_t TagOf(uint32_t hash) { return uint8_t(hash >> 24); }
+
+    // The bucket counts are powers of four, so the modulus is a mask. Inline slots are screened by
+    // their hash byte; the rest compare the pair's stored hash before the key.
     static A* Search(const Bucket& bucket, const Key& key, uint32_t hash) {
         A* const* slots = bucket.Slots();
         uint32_t end = bucket.EndIndex();
-        if (bucket.IsDense()) {
-            // Start fetching every pair of the bucket at once; otherwise a miss (which reads them all)
-            // would wait for them one after the other.
-            for (uint32_t i = 1; i < end; ++i)
-                __builtin_prefetch(slots[i]);
-            for (uint32_t i = 0; i < end; ++i) {
-                A* pair = slots[i];
-                if (pair->Matches(key, hash))
-                    return pair;
-            }
+        uint8_t tag = TagOf(hash);
+        bool dense = bucket.IsDense();
+        uint32_t inlineEnd = end < kInline ? end : kInline;
+        for (uint32_t i = 0; i < inlineEnd; ++i)
+            if (bucket.TagAt(i) == tag && (dense || bucket.IsOccupied(i)) && slots[i]->Matches(key, hash))
+                return slots[i];
+        if (end <= kInline)
             return nullptr;
-        }
-        for (uint32_t i = 0; i < end; ++i)
-            if (bucket.IsOccupied(i) && slots[i]->Matches(key, hash))
+        // A long bucket: start fetching all its pairs at once, so a miss (which reads them all) does not
+        // wait for them one after the other.
+        for (uint32_t i = kInline; i < end; ++i)
+            __builtin_prefetch(slots[i]);
+        for (uint32_t i = kInline; i < end; ++i)
+            if ((dense || bucket.IsOccupied(i)) && slots[i]->Matches(key, hash))
                 return slots[i];
         return nullptr;
     }

@@ -55,13 +55,13 @@ public:
     void Reserve(uint32_t capacity) {
         if (capacity <= m_capacity)
             return;
-        T* block = static_cast<T*>(::operator new(sizeof(T) * capacity));
+        T* block = Allocate(capacity);
         for (uint32_t i = 0; i < m_size; ++i) {
             new (block + i) T(std::move(m_data[i]));
             m_data[i].~T();
         }
         if (!IsInline())
-            ::operator delete(m_data);
+            Deallocate(m_data);
         m_data = block;
         m_capacity = capacity;
     }
@@ -97,6 +97,21 @@ public:
     }
 
 private:
+    // Elements aligned beyond what plain operator new gives (a cache line) get blocks aligned for them.
+    static constexpr bool kOverAligned = alignof(T) > __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+    static T* Allocate(uint32_t count) {
+        if constexpr (kOverAligned)
+            return static_cast<T*>(::operator new(sizeof(T) * count, std::align_val_t(alignof(T))));
+        else
+            return static_cast<T*>(::operator new(sizeof(T) * count));
+    }
+    static void Deallocate(T* block) {
+        if constexpr (kOverAligned)
+            ::operator delete(block, std::align_val_t(alignof(T)));
+        else
+            ::operator delete(block);
+    }
+
     // Only the address of the inline room is taken, so this is safe before the room is constructed.
     T* InlineSlots() {
         if constexpr (N == 0)
@@ -109,7 +124,7 @@ private:
     void Free() {
         Clear();
         if (!IsInline())
-            ::operator delete(m_data);
+            Deallocate(m_data);
         m_data = InlineSlots();
         m_capacity = N;
     }

@@ -133,7 +133,7 @@ ZrDatabase::Pair* ZrDatabase::Lookup(const ZrUniString& key, bool create) const 
     Pair* pair = m_table.Find(key, hash);
     if (!pair && create) {
         pair = new Pair(key, ZrDBEntry(), hash);
-        m_table.Insert(pair);
+        m_table.InsertAbsent(pair);
     }
     if (pair)
         m_last = pair;

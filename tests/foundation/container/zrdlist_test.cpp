@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "foundation/string/zrunistring.h"
@@ -115,6 +116,64 @@ TEST(ZrDList, CopiesAreIndependentAndKeepHoles) {
     EXPECT_EQ(moved.Count(), 2u);
     EXPECT_EQ(copy.Count(), 0u);
     EXPECT_EQ(copy.Capacity(), 10u);
+}
+
+// Strings with two inline slots cross both storage edges: the third slot moves them to the heap, the
+// 33rd bit moves the bitmap. Copies, moves and flushes at every such size keep holes and contents.
+TEST(ZrDList, InlineAndHeapStorageKeepContentsAcrossCopiesAndMoves) {
+    for (uint32_t size : {0u, 1u, 2u, 3u, 10u, 11u, 32u, 33u, 64u, 321u}) {
+        ZrDList<ZrUniString, 2> list;
+        std::vector<std::string> expected;
+        for (uint32_t i = 0; i < size; ++i) {
+            std::string text = "v" + std::to_string(i);
+            list.Insert(ZrUniString(text.c_str()));
+            expected.push_back(text);
+        }
+        // A hole in the inline part and one past it.
+        for (uint32_t hole : {1u, 40u})
+            if (hole < size) {
+                ASSERT_TRUE(list.RemoveAt(hole));
+                expected[hole].clear();
+            }
+        auto check = [&](const ZrDList<ZrUniString, 2>& l, const char* what) {
+            ASSERT_EQ(l.EndIndex(), size) << what << " " << size;
+            uint32_t count = 0;
+            for (uint32_t i = 0; i < size; ++i) {
+                ASSERT_EQ(l.IsOccupied(i), !expected[i].empty()) << what << " " << size << " slot " << i;
+                if (l.IsOccupied(i)) {
+                    ++count;
+                    EXPECT_EQ(l[i].AsUtf8(), expected[i]) << what << " " << size;
+                } else {
+                    EXPECT_EQ(l[i].Length(), 0u);
+                }
+            }
+            EXPECT_EQ(l.Count(), count) << what;
+        };
+        check(list, "original");
+        ZrDList<ZrUniString, 2> copy(list);
+        check(copy, "copy");
+        ZrDList<ZrUniString, 2> assigned;
+        assigned.Insert(ZrUniString("replaced"));
+        assigned = list;
+        check(assigned, "assigned");
+        ZrDList<ZrUniString, 2> moved(std::move(copy));
+        check(moved, "moved");
+        EXPECT_EQ(copy.EndIndex(), 0u);
+        copy.Insert(ZrUniString("again")); // a moved-from list is a new list
+        EXPECT_EQ(copy[0].AsUtf8(), "again");
+        ZrDList<ZrUniString, 2> moveAssigned;
+        for (int i = 0; i < 5; ++i)
+            moveAssigned.Insert(ZrUniString("x"));
+        moveAssigned = std::move(moved);
+        check(moveAssigned, "move-assigned");
+        // Growing on after a copy leaves the original alone.
+        assigned.Insert(ZrUniString("tail"));
+        check(list, "original after the copy grew");
+        list.Flush();
+        EXPECT_EQ(list.EndIndex(), 0u);
+        EXPECT_EQ(list.BitmapWords(), 10u);
+        EXPECT_EQ(list.InsertNonConst(ZrUniString("first")), 0u);
+    }
 }
 
 } // namespace

@@ -5,7 +5,26 @@
 #include "foundation/codeset/zrcodesetconverter.h"
 
 ZrUniString::ZrUniString(const char* utf8) {
-    *this = utf8;
+    if (!utf8)
+        return;
+    // Mostly short ASCII literals: widen them straight into a block sized by the growth rule, and
+    // hand anything else to the converter.
+    uint64_t length = std::strlen(utf8);
+    if (length == 0)
+        return;
+    m_pRep = new ZrByteBufferRep;
+    m_pRep->_extend(length * 2, true);
+    auto* units = reinterpret_cast<ZrUniChar*>(m_pRep->m_data);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(utf8);
+    unsigned char seen = 0;
+    for (uint64_t i = 0; i < length; ++i) {
+        seen |= bytes[i];
+        units[i] = bytes[i];
+    }
+    if (seen >= 0x80) {
+        Clear();
+        CreateFrom(utf8, length, kZrEncodingUtf8, 0);
+    }
 }
 
 ZrUniString::ZrUniString(const ZrUniChar* units, uint32_t count) {
@@ -51,7 +70,7 @@ ZrUniString& ZrUniString::Append(const ZrUniString& other) {
     return *this;
 }
 
-ZrUniString& ZrUniString::Append(ZrUniChar unit) {
+ZrUniString& ZrUniString::AppendSlow(ZrUniChar unit) {
     ZrByteBuffer::Append(&unit, sizeof unit);
     return *this;
 }

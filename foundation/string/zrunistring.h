@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -35,7 +36,16 @@ public:
     ZrUniString operator+(const ZrUniString& other) const;
     ZrUniString& operator+=(const ZrUniString& other) { return Append(other); }
     ZrUniString& Append(const ZrUniString& other);
-    ZrUniString& Append(ZrUniChar unit);
+    // A private representation with room is written directly; anything else (shared, missing, full)
+    // takes the general path, which makes it private and grows it by the usual rule.
+    ZrUniString& Append(ZrUniChar unit) {
+        if (m_pRep && m_pRep->m_refCount == 1 && m_pRep->m_length + sizeof unit < m_pRep->m_capacity) {
+            std::memcpy(m_pRep->m_data + m_pRep->m_length, &unit, sizeof unit);
+            m_pRep->m_length += sizeof unit;
+            return *this;
+        }
+        return AppendSlow(unit);
+    }
     ZrUniString& Append(const ZrUniChar* units, uint32_t count);
 
     // Shorter: cut to n units. Longer: the new units are left undefined (see Pad).
@@ -80,5 +90,6 @@ public:
     std::string AsUtf8() const;
 
 private:
+    ZrUniString& AppendSlow(ZrUniChar unit);
     ZrUniChar* MutableUnits() { return reinterpret_cast<ZrUniChar*>(MutableData()); }
 };

@@ -2,6 +2,10 @@
 
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 enum State {
@@ -31,6 +35,40 @@ void AppendDecimal(ZrUniString& out, uint64_t value) {
         value /= 10;
     } while (value);
     out.Append(digits + 20 - n, n);
+}
+
+// Length of the leading run of `units` that holds none of a, b and c, eight units per step where SSE2
+// is at hand (every x86-64), else four per step inside one 64-bit word: there a lane equal to the unit
+// sought becomes zero after the exclusive or, and (v - 1) & ~v sets the top bit of the lowest zero lane
+// (borrows can only mark lanes above it).
+uint32_t RunWithout(const ZrUniChar* units, uint32_t length, ZrUniChar a, ZrUniChar b, ZrUniChar c) {
+    uint32_t i = 0;
+#if defined(__SSE2__)
+    const __m128i va = _mm_set1_epi16(short(a)), vb = _mm_set1_epi16(short(b)), vc = _mm_set1_epi16(short(c));
+    for (; i + 8 <= length; i += 8) {
+        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
+        __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(x, va), _mm_cmpeq_epi16(x, vb)),
+                                   _mm_cmpeq_epi16(x, vc));
+        if (int mask = _mm_movemask_epi8(hit))
+            return i + uint32_t(__builtin_ctz(unsigned(mask))) / 2;
+    }
+#endif
+    if constexpr (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) {
+        constexpr uint64_t ones = 0x0001000100010001ull, tops = 0x8000800080008000ull;
+        const uint64_t wa = ones * a, wb = ones * b, wc = ones * c;
+        for (; i + 4 <= length; i += 4) {
+            uint64_t x;
+            std::memcpy(&x, units + i, 8);
+            uint64_t va = x ^ wa, vb = x ^ wb, vc = x ^ wc;
+            uint64_t hit = (((va - ones) & ~va) | ((vb - ones) & ~vb) | ((vc - ones) & ~vc)) & tops;
+            if (hit)
+                return i + uint32_t(__builtin_ctzll(hit)) / 16;
+        }
+    }
+    for (; i < length; ++i)
+        if (units[i] == a || units[i] == b || units[i] == c)
+            return i;
+    return length;
 }
 
 const char* Expected(int state) {
@@ -119,17 +157,37 @@ bool ZrDBParse::SkipIrrelevant(ZrUniString& collected) {
     return m_index != begin;
 }
 
+void ZrDBParse::SkipBlank() {
+    while (m_index < m_length) {
+        ZrUniChar c = m_units[m_index];
+        if (c == u'\t' || c == u'\r' || c == u' ') {
+            ++m_index;
+            ++m_char;
+        } else if (c == u'\n') {
+            ++m_index;
+            ++m_line;
+            m_char = 1;
+        } else if (c == u'#') {
+            uint32_t end = m_index + RunWithout(m_units + m_index, m_length - m_index, u'\n', u'\n', u'\n');
+            m_char += end - m_index;
+            m_index = end;
+        } else {
+            return;
+        }
+    }
+}
+
 void ZrDBParse::ReadRun(ZrUniString& into, ZrUniChar stop) {
     uint32_t start = m_index, end = m_index;
-    while (end < m_length && m_units[end] != stop && m_units[end] != u'\\')
-        ++end;
     // Line feeds inside keys and values count lines; the character number restarts after the last one.
     uint32_t lastLineFeed = ZrUniString::npos;
-    for (uint32_t i = start; i < end; ++i)
-        if (m_units[i] == u'\n') {
-            ++m_line;
-            lastLineFeed = i;
-        }
+    for (;;) {
+        end += RunWithout(m_units + end, m_length - end, stop, u'\\', u'\n');
+        if (end >= m_length || m_units[end] != u'\n')
+            break;
+        ++m_line;
+        lastLineFeed = end++;
+    }
     if (lastLineFeed == ZrUniString::npos)
         m_char += end - start;
     else
@@ -178,7 +236,7 @@ bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
             state = state == kKeyEscape ? kKey : kValue;
             break;
         case kAfterEquals:
-            SkipIrrelevant(scratch);
+            SkipBlank();
             if (AtEnd() || Current() != u'{')
                 return Fail(kAfterEquals);
             Consume();
@@ -188,7 +246,7 @@ bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
             state = kValues;
             break;
         case kValues:
-            SkipIrrelevant(scratch);
+            SkipBlank();
             if (AtEnd())
                 return Fail(kValues);
             if (Current() == u'(') {
@@ -202,7 +260,7 @@ bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
             Consume();
             break;
         case kAfterBrace:
-            SkipIrrelevant(scratch);
+            SkipBlank();
             if (AtEnd() || Current() != u']')
                 return Fail(kAfterBrace);
             Consume();
@@ -246,11 +304,6 @@ ZrUniString ZrDBParse::ErrorString() const {
 // length at the end: a file-sized text costs a handful of reallocations instead of one call per piece.
 class ZrDBParse::Sink {
 public:
-    static bool IsQuoted(ZrUniChar c) {
-        constexpr uint64_t below64 = uint64_t(1) << u')' | uint64_t(1) << u'=';
-        return c < 64 ? (below64 >> c & 1) != 0 : c == u'\\';
-    }
-
     explicit Sink(ZrUniString& out) : m_out(out) {}
     ~Sink() { m_out.Truncate(m_used); }
 
@@ -273,11 +326,16 @@ public:
         uint32_t length = text.Length();
         Room(length * 2);
         ZrUniChar* to = m_units + m_used;
-        for (uint32_t i = 0; i < length; ++i) {
-            ZrUniChar c = units[i];
-            if (IsQuoted(c))
+        // Most text has nothing to escape: copy the runs between escapes whole.
+        for (uint32_t i = 0; i < length;) {
+            uint32_t run = RunWithout(units + i, length - i, u')', u'=', u'\\');
+            std::memcpy(to, units + i, uint64_t(run) * 2);
+            to += run;
+            i += run;
+            if (i < length) {
                 *to++ = u'\\';
-            *to++ = c;
+                *to++ = units[i++];
+            }
         }
         m_used = uint32_t(to - m_units);
     }
@@ -329,13 +387,45 @@ ZrUniString ZrDBParse::ToString(const ZrUniString& key, ZrDBEntry& entry) {
 }
 
 ZrUniString ZrDBParse::ToString(ZrDatabase& db, int tag) {
+    // The table's order is the hash order, not the order in which the entries were made, so each
+    // entry's pair, strings and bytes are somewhere else in memory. The pairs are listed first; then,
+    // while one entry is written, the pair of an entry further on, the representations of a nearer one
+    // and the bytes of the next few are already being fetched.
+    ZrDVector<const ZrDatabase::Pair*> pairs;
+    pairs.Reserve(db.Count());
+    ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
+    while (const ZrDatabase::Pair* pair = it.Next())
+        pairs.Append(pair);
+    constexpr uint32_t kPairAhead = 12, kRepAhead = 6, kDataAhead = 3;
+    uint32_t n = pairs.Size();
     ZrUniString out;
     {
         Sink sink(out);
-        ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
-        while (const ZrDatabase::Pair* pair = it.Next())
+        for (uint32_t i = 0; i < n; ++i) {
+            if (i + kPairAhead < n) {
+                const char* ahead = reinterpret_cast<const char*>(pairs[i + kPairAhead]);
+                for (uint32_t at = 0; at < sizeof(ZrDatabase::Pair); at += 64)
+                    __builtin_prefetch(ahead + at);
+                __builtin_prefetch(ahead + sizeof(ZrDatabase::Pair) - 1);
+            }
+            if (i + kRepAhead < n) {
+                const ZrDatabase::Pair* ahead = pairs[i + kRepAhead];
+                ahead->Key().PrefetchRep();
+                ahead->Value().Comment().PrefetchRep();
+                for (const ZrUniString& value : ahead->Value().ValueList())
+                    value.PrefetchRep();
+            }
+            if (i + kDataAhead < n) {
+                const ZrDatabase::Pair* ahead = pairs[i + kDataAhead];
+                ahead->Key().PrefetchData();
+                ahead->Value().Comment().PrefetchData();
+                for (const ZrUniString& value : ahead->Value().ValueList())
+                    value.PrefetchData();
+            }
+            const ZrDatabase::Pair* pair = pairs[i];
             if (tag < 0 || pair->Value().Tag() == tag)
                 AppendEntry(sink, pair->Key(), pair->Value());
+        }
     }
     return out;
 }

@@ -48,6 +48,9 @@ private:
             ++m_char;
         }
     }
+    // SkipIrrelevant for the places inside an entry, where the skipped text is thrown away: the same
+    // steps and positions, nothing collected.
+    void SkipBlank();
     // Consumes characters into `into` up to (not including) the next `stop` or backslash.
     void ReadRun(ZrUniString& into, ZrUniChar stop);
     bool Fail(int state) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -136,6 +138,40 @@ TEST(ZrDBParseRead, SkipsCanBeDrivenOnTheirOwn) {
     EXPECT_EQ(parse.Character(), 1u);
     EXPECT_FALSE(parse.SkipIrrelevant(collected));
     EXPECT_TRUE(collected.IsEmpty());
+}
+
+// Keys and values are scanned several units at a time: line feeds and stops at every offset within
+// such a block must count exactly as one unit at a time would.
+TEST(ZrDBParseRead, LineFeedsAtEveryOffsetCountLinesAndCharacters) {
+    std::mt19937 rng(5);
+    const char16_t alphabet[] = u"ab\n(#\u00e9}";
+    for (int round = 0; round < 400; ++round) {
+        std::u16string raw;
+        for (size_t n = rng() % 23; n > 0; --n)
+            raw += alphabet[rng() % (sizeof alphabet / 2 - 1)];
+        size_t lastLineFeed = raw.rfind(u'\n');
+        uint64_t lines = 1 + std::count(raw.begin(), raw.end(), u'\n');
+        for (bool inValue : {false, true}) {
+            // The error is at the "x" after the entry; its position follows the raw text.
+            std::u16string text = inValue ? u"[k={(" + raw + u")}]x" : u"[" + raw + u"={}]x";
+            uint64_t before = inValue ? 6 : 2; // character number where the raw text starts
+            uint64_t after = inValue ? 4 : 5;  // ")}]" or "={}]", then the x itself counts from 1
+            uint64_t character = lastLineFeed == std::u16string::npos ? before + raw.size() + after - 1
+                                                                      : raw.size() - lastLineFeed + after - 1;
+            ZrDatabase db;
+            ZrDBParse parse;
+            ASSERT_FALSE(parse.FromString(db, ZrUniString(text), 0));
+            EXPECT_EQ(parse.Line(), lines) << ZrUniString(text).AsUtf8();
+            EXPECT_EQ(parse.Character(), character) << ZrUniString(text).AsUtf8();
+            ZrDList<ZrUniString> values;
+            db.ListValues(inValue ? ZrUniString("k") : ZrUniString(raw), values);
+            ASSERT_EQ(values.Count(), inValue ? 1u : 0u);
+            EXPECT_TRUE(db.KeyExists(inValue ? ZrUniString("k") : ZrUniString(raw)));
+            if (inValue) {
+                EXPECT_EQ(values[0].View(), raw);
+            }
+        }
+    }
 }
 
 struct ErrorRow {

@@ -27,6 +27,23 @@ TEST(ZrDBParseWrite, QuotesOnlyCloseParenEqualsAndBackslash) {
         EXPECT_EQ(ZrDBParse::Quote(ZrUniString(row.in)).View(), row.out) << ZrUniString(row.in).AsUtf8();
 }
 
+TEST(ZrDBParseWrite, QuotingAtEveryOffsetMatchesTheUnitRule) {
+    // Escapes are found several units at a time; put them at every offset of such a block.
+    std::mt19937 rng(3);
+    const char16_t alphabet[] = u"ab)=\\(\n\u0129\u3d29";
+    for (int round = 0; round < 500; ++round) {
+        std::u16string in, expected;
+        for (size_t n = rng() % 30; n > 0; --n) {
+            char16_t c = alphabet[rng() % (sizeof alphabet / 2 - 1)];
+            in += c;
+            if (c == u')' || c == u'=' || c == u'\\')
+                expected += u'\\';
+            expected += c;
+        }
+        ASSERT_EQ(ZrDBParse::Quote(ZrUniString(in)).View(), expected) << ZrUniString(in).AsUtf8();
+    }
+}
+
 TEST(ZrDBParseWrite, WritesOneEntryByteForByte) {
     ZrDBEntry entry;
     entry.AppendValue("/home/a");

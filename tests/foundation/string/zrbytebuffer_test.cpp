@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -112,7 +113,7 @@ TEST(ZrByteBufferHash, NineTimesPlusByte) {
                 << "length " << length << " fill " << fill;
             // Unaligned starts read the same bytes.
             std::vector<unsigned char> shifted(length + 3);
-            std::memcpy(shifted.data() + 3, bytes.data(), length);
+            std::copy(bytes.begin(), bytes.end(), shifted.begin() + 3);
             ASSERT_EQ(ZrByteBuffer::HashBytes(shifted.data() + 3, length), h) << "length " << length;
         }
     }

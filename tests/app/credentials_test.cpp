@@ -1,8 +1,8 @@
 #include "app/credentials.h"
 
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <pwd.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cstdio>

@@ -193,7 +193,11 @@ void ZrDBParse::ReadRun(ZrUniString& into, ZrUniChar stop) {
     else
         m_char = 1 + (end - lastLineFeed - 1);
     m_index = end;
-    into.Append(m_units + start, end - start);
+    // A key or value is mostly one run, read once and then only shared: give it a block of its size.
+    if (into.IsEmpty())
+        into.AssignExact(m_units + start, uint64_t(end - start) * 2);
+    else
+        into.Append(m_units + start, end - start);
 }
 
 bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {

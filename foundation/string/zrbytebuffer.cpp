@@ -111,6 +111,23 @@ void ZrByteBuffer::Append(const void* bytes, uint64_t count) {
         std::memcpy(m_pRep->m_data + length, bytes, count);
 }
 
+void ZrByteBuffer::AssignExact(const void* bytes, uint64_t count) {
+    ZrByteBufferRep* rep = nullptr;
+    if (count) {
+        rep = new ZrByteBufferRep;
+        rep->m_data = static_cast<unsigned char*>(std::malloc(count));
+        if (!rep->m_data) {
+            delete rep;
+            throw std::bad_alloc();
+        }
+        std::memcpy(rep->m_data, bytes, count);
+        rep->m_length = rep->m_capacity = count;
+    }
+    if (m_pRep)
+        m_pRep->Release();
+    m_pRep = rep;
+}
+
 void ZrByteBuffer::InsertBytes(uint64_t position, const void* bytes, uint64_t count) {
     _Unique();
     m_pRep->Insert(position, count, bytes);

@@ -53,6 +53,10 @@ public:
     void Append(const void* bytes, uint64_t count);
     void AppendByte(unsigned char byte) { Append(&byte, 1); }
     void Append(const ZrByteBuffer& other) { Append(other.Data(), other.Length()); }
+    // Replaces the contents by `count` bytes in a new private representation whose block holds exactly
+    // them (capacity = count), for text whose length is known and which is seldom appended to later;
+    // a later append grows it by the usual rule. Nothing (no representation) for a count of 0.
+    void AssignExact(const void* bytes, uint64_t count);
     void InsertBytes(uint64_t position, const void* bytes, uint64_t count);
     void RemoveBytes(uint64_t position, uint64_t count);
     // Cuts to or extends to `length` bytes; new bytes are zero.

@@ -43,6 +43,23 @@ TEST(ZrByteBufferGrowth, AppendReallocatesOnlyWhenReachingCapacity) {
     EXPECT_EQ(buffer.Capacity(), 32u);
 }
 
+TEST(ZrByteBufferGrowth, AssignExactHoldsJustTheBytesAndGrowsByTheRuleAfterwards) {
+    ZrByteBuffer shared("old text", 8);
+    ZrByteBuffer buffer(shared);
+    buffer.AssignExact("0123456789", 10);
+    EXPECT_EQ(buffer.Length(), 10u);
+    EXPECT_EQ(buffer.Capacity(), 10u);
+    EXPECT_EQ(buffer.ShareCount(), 1u);
+    EXPECT_EQ(shared, ZrByteBuffer("old text", 8)); // the other handle keeps its bytes
+    EXPECT_EQ(shared.ShareCount(), 1u);
+    buffer.AppendByte('x'); // 10 + 1 passes 10: extend(11) -> 11 + 1 + 16 = 28 -> 16
+    EXPECT_EQ(buffer.Capacity(), 16u);
+    EXPECT_EQ(buffer, ZrByteBuffer("0123456789x", 11));
+    buffer.AssignExact("", 0);
+    EXPECT_EQ(buffer.ShareCount(), 0u);
+    EXPECT_EQ(buffer.Length(), 0u);
+}
+
 TEST(ZrByteBufferSharing, CopiesShareUntilWritten) {
     ZrByteBuffer a("abc", 3);
     ZrByteBuffer b(a);

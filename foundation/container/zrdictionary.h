@@ -33,7 +33,9 @@ public:
         uint8_t m_tags[kInline] = {};
     };
 
-    ZrDictionary() : m_buckets(kInitialBuckets) {}
+    ZrDictionary() : m_buckets(kInitialBuckets) {
+        static_assert(sizeof(void*) != 8 || sizeof(Bucket) == 64, "a bucket is one cache line");
+    }
     ZrDictionary(const ZrDictionary&) = delete;
     ZrDictionary& operator=(const ZrDictionary&) = delete;
     ~ZrDictionary() { Flush(true); }

@@ -16,21 +16,12 @@ std::vector<int> Contents(const ZrDList<int>& list) {
     return out;
 }
 
-TEST(ZrDList, StartsWithStepCapacityAndBitmapOfTen) {
-    ZrDList<int> list;
-    EXPECT_EQ(list.Step(), 10u);
-    EXPECT_EQ(list.Capacity(), 10u);
-    EXPECT_EQ(list.BitmapWords(), 10u);
-    EXPECT_EQ(list.Count(), 0u);
-    EXPECT_EQ(list.EndIndex(), 0u);
-    EXPECT_TRUE(Contents(list).empty());
-}
-
 TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
     struct Row {
         uint32_t step, appends, capacity, bitmapWords;
     };
     const Row rows[] = {
+        {10, 0, 10, 10},    // a new list: step, capacity and bitmap of ten
         {10, 10, 10, 10},   // exactly full: no growth yet
         {10, 11, 20, 10},   // index 10 lands in (10/10+1)*10
         {7, 8, 14, 10},     // non-default step
@@ -39,15 +30,17 @@ TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
         {1, 5, 5, 10},      // step 1 grows one slot at a time
     };
     for (const Row& row : rows) {
-        ZrDList<int> list(row.step);
+        ZrDList<int> list = row.step == 10 ? ZrDList<int>() : ZrDList<int>(row.step); // ten is the default
         for (uint32_t i = 0; i < row.appends; ++i)
             EXPECT_EQ(list.InsertNonConst(int(i)), i);
         EXPECT_EQ(list.Capacity(), row.capacity) << "step " << row.step << " appends " << row.appends;
         EXPECT_EQ(list.BitmapWords(), row.bitmapWords) << "step " << row.step << " appends " << row.appends;
         EXPECT_EQ(list.Count(), row.appends);
         EXPECT_EQ(list.EndIndex(), row.appends);
+        EXPECT_EQ(list.Step(), row.step);
         for (uint32_t i = 0; i < row.appends; ++i)
             ASSERT_EQ(list[i], int(i));
+        EXPECT_EQ(Contents(list).size(), row.appends);
     }
 }
 

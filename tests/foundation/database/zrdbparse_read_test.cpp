@@ -46,6 +46,11 @@ TEST(ZrDBParseRead, ReadsEntriesWithValuesInOrder) {
     EXPECT_EQ(Values(db, "d"), (std::vector<std::string>{"1", "1"}));
     EXPECT_EQ(db.Tag("k"), 3);
     EXPECT_EQ(db.Tag("share/docs/path"), 3);
+    // A repeated key takes its last occurrence, comment included.
+    ASSERT_TRUE(db.FromString("# first\n[k={(1)(2)}]\n# second\n[k={(3)}]", 0));
+    EXPECT_EQ(Values(db, "k"), (std::vector<std::string>{"3"}));
+    EXPECT_EQ(Comment(db, "k"), "# second\n");
+    EXPECT_EQ(db.Count(), 4u);
 }
 
 TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
@@ -83,13 +88,11 @@ TEST(ZrDBParseRead, CommentsGoToTheNextEntryVerbatim) {
     EXPECT_EQ(Comment(db, "b"), "");
     EXPECT_EQ(Comment(db, "c"), "  \t");
     EXPECT_EQ(Comment(db, "d"), "# d\n");
-}
-
-TEST(ZrDBParseRead, AdjacentEntriesShareThePendingComment) {
-    ZrDatabase db;
-    ASSERT_TRUE(db.FromString("# both\n[a={}][b={}]", 0));
-    EXPECT_EQ(Comment(db, "a"), "# both\n");
-    EXPECT_EQ(Comment(db, "b"), "# both\n");
+    // Adjacent entries share the pending comment.
+    ZrDatabase adjacent;
+    ASSERT_TRUE(adjacent.FromString("# both\n[a={}][b={}]", 0));
+    EXPECT_EQ(Comment(adjacent, "a"), "# both\n");
+    EXPECT_EQ(Comment(adjacent, "b"), "# both\n");
 }
 
 TEST(ZrDBParseRead, HeaderLinesAreSkippedOnlyBetweenEntries) {
@@ -102,14 +105,6 @@ TEST(ZrDBParseRead, HeaderLinesAreSkippedOnlyBetweenEntries) {
     EXPECT_EQ(Comment(db, "b"), "## not a header here\n");
     // Directly after "]" it is a header again: skipped, and the pending comment stays.
     EXPECT_EQ(Comment(db, "c"), "## not a header here\n");
-}
-
-TEST(ZrDBParseRead, DuplicateKeyTakesTheLastOccurrence) {
-    ZrDatabase db;
-    ASSERT_TRUE(db.FromString("# first\n[k={(1)(2)}]\n# second\n[k={(3)}]", 0));
-    EXPECT_EQ(Values(db, "k"), (std::vector<std::string>{"3"}));
-    EXPECT_EQ(Comment(db, "k"), "# second\n");
-    EXPECT_EQ(db.Count(), 1u);
 }
 
 TEST(ZrDBParseRead, EntriesBeforeAnErrorStay) {

@@ -21,6 +21,10 @@ TEST(ZrUniStringFromUtf8, DecodesEveryLengthOfSequence) {
         {"\xe2\x82\xac", u"\u20ac"},           // three bytes
         {"\xf0\x9f\x98\x80", u"\xd83d\xde00"}, // four bytes: a surrogate pair
         {"\xef\xbb\xbfx", u"x"},               // a leading byte order mark is dropped
+        // Overlong, truncated and surrogate forms stop the decoding; the text before them is kept.
+        {"ab\xc0\xafz", u"ab"},
+        {"ab\xe2\x82", u"ab"},
+        {"\xed\xa0\x80", u""},
     };
     for (const Row& row : rows)
         EXPECT_EQ(ZrUniString(row.utf8).View(), row.units) << row.utf8;
@@ -35,13 +39,6 @@ TEST(ZrUniStringFromUtf8, NullPointerGivesEmptyString) {
     EXPECT_EQ(t.Length(), 0u);
 }
 
-TEST(ZrUniStringFromUtf8, StopsAtTheFirstInvalidSequence) {
-    // Overlong, truncated and surrogate forms do not decode; the text before them is kept.
-    EXPECT_EQ(ZrUniString("ab\xc0\xafz").View(), u"ab");
-    EXPECT_EQ(ZrUniString("ab\xe2\x82").View(), u"ab");
-    EXPECT_EQ(ZrUniString("\xed\xa0\x80").View(), u"");
-}
-
 TEST(ZrUniStringToUtf8, RoundTripsAndEscapesUnpairedSurrogates) {
     ZrUniString s(U(u"A\u00e9\u20ac\xd83d\xde00"));
     EXPECT_EQ(s.AsUtf8(), "A\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
@@ -50,21 +47,19 @@ TEST(ZrUniStringToUtf8, RoundTripsAndEscapesUnpairedSurrogates) {
     EXPECT_EQ(lone.AsUtf8(), "a\\uD800z");          // recoverable form
 }
 
-TEST(ZrUniStringCopy, ChangingTheCopyLeavesTheOriginal) {
+TEST(ZrUniStringCompare, LengthsUnitsAndIndependentCopies) {
+    EXPECT_EQ(ZrUniString(), ZrUniString(""));
+    EXPECT_NE(ZrUniString("ab"), ZrUniString("abc"));
+    EXPECT_NE(ZrUniString("abd"), ZrUniString("abc"));
+    EXPECT_TRUE(ZrUniString("key") == "key");
+    EXPECT_EQ((ZrUniString("ab") + ZrUniString("cd")).AsUtf8(), "abcd");
+    // Changing a copy leaves the original.
     ZrUniString a("original");
     ZrUniString b = a;
     b.Set(0, u'O');
     b.Append(u'!');
     EXPECT_EQ(a.AsUtf8(), "original");
     EXPECT_EQ(b.AsUtf8(), "Original!");
-}
-
-TEST(ZrUniStringCompare, LengthsAndUnits) {
-    EXPECT_EQ(ZrUniString(), ZrUniString(""));
-    EXPECT_NE(ZrUniString("ab"), ZrUniString("abc"));
-    EXPECT_NE(ZrUniString("abd"), ZrUniString("abc"));
-    EXPECT_TRUE(ZrUniString("key") == "key");
-    EXPECT_EQ((ZrUniString("ab") + ZrUniString("cd")).AsUtf8(), "abcd");
 }
 
 TEST(ZrUniStringEdit, TruncateAndPad) {
@@ -150,9 +145,7 @@ TEST(ZrUniStringSubstitute, ReplacesLeftToRightWithoutRescanningInsertions) {
         EXPECT_EQ(s.Substitute(ZrUniString(row.from), ZrUniString(row.to)), row.count) << row.text;
         EXPECT_EQ(s.AsUtf8(), row.result) << row.text;
     }
-}
-
-TEST(ZrUniStringSubstitute, ArgumentsSharingTheStringAreSafe) {
+    // Arguments that share the string itself are safe.
     ZrUniString s("ab");
     ZrUniString same = s;
     EXPECT_EQ(s.Substitute(same, same), 1u);

@@ -236,14 +236,12 @@ TEST_F(DispatcherTest, AddingAnUnknownKindThrowsItsStatus) {
     EXPECT_EQ(dispatcher.Count(), 0u);
 }
 
-TEST(DispatcherDeathTest, DispatchWithoutCurrentDispatcherAborts) {
+// Registering without a current dispatcher, or removing no registration, is a programmer error.
+TEST(DispatcherDeathTest, MisuseAborts) {
     PipeWaitable a;
     EXPECT_DEATH(dispatch::Dispatch(a, [] {}), "Assertion `Dispatcher::Get\\(\\)' failed");
     EXPECT_DEATH(dispatch::Undispatch(a),
                  "framework/dispatch/dispatch: Assertion `Dispatcher::Get\\(\\)' failed");
-}
-
-TEST(DispatcherDeathTest, RemovingNoRegistrationAborts) {
     dispatch::QExecutorDispatcher dispatcher;
     EXPECT_DEATH(dispatcher.Remove(nullptr), "dispatcherbase: Assertion `pEntry' failed");
 }

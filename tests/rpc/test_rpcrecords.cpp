@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "rpc/zrportmapper.h"
@@ -13,6 +14,17 @@ using Bytes = std::vector<unsigned char>;
 
 Bytes Packed(const ZrPacket& record) {
     return Bytes(record.Where(), record.Where() + record.HowBig());
+}
+
+// Hex digits to bytes; blanks between fields are skipped.
+Bytes H(const char* hex) {
+    Bytes out;
+    for (const char* p = hex; *p; ++p)
+        if (*p != ' ') {
+            out.push_back(static_cast<unsigned char>(std::stoi(std::string(p, 2), nullptr, 16)));
+            ++p;
+        }
+    return out;
 }
 
 Bytes Cat(std::initializer_list<Bytes> parts) {
@@ -44,9 +56,9 @@ ZrRPCAuthBlock UnixBlock() {
 }
 
 // flavour 1, length 36: stamp, "hostx" (5 bytes + 3 padding), uid, gid, two groups.
-const Bytes kUnixBlock = {0, 0, 0, 1, 0, 0,    0, 36, 0, 0,   0, 7, 0, 0, 0, 5, 'h', 'o', 's', 't', 'x', 0,
-                          0, 0, 0, 0, 3, 0xE8, 0, 0,  0, 100, 0, 0, 0, 2, 0, 0, 0,   4,   0,   0,   0,   27};
-const Bytes kNoneBlock = {0, 0, 0, 0, 0, 0, 0, 0};
+const Bytes kUnixBlock = H("00000001 00000024 00000007 00000005 686f737478000000 000003e8 00000064 00000002 "
+                           "00000004 0000001b");
+const Bytes kNoneBlock = H("00000000 00000000");
 
 TEST(RPCRecords, PacksCallWithUnixCredentials) {
     ZrRPCCallBody body;
@@ -60,10 +72,8 @@ TEST(RPCRecords, PacksCallWithUnixCredentials) {
     call.xid(0x01020304);
     call.call_body(body);
 
-    Bytes expected = Cat({{1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0x86, 0xA3, 0, 0, 0, 2, 0, 0, 0, 105},
-                          kUnixBlock,
-                          kNoneBlock,
-                          {1, 2, 3}});
+    Bytes expected = Cat(
+        {H("01020304 00000000 00000002 000186a3 00000002 00000069"), kUnixBlock, kNoneBlock, H("010203")});
     EXPECT_EQ(Packed(call), expected);
     EXPECT_EQ(call.HowBig(), expected.size());
 
@@ -99,20 +109,20 @@ TEST(RPCRecords, ReadsAndPacksReplies) {
         Bytes body; // after xid and message type
         ZrRPCReplyBody expected;
     } rows[5];
-    rows[0].body = Cat({{0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 0, 0, 0, 0, 0x66, 0, 0}});
+    rows[0].body = Cat({H("00000000"), kNoneBlock, H("00000000 00000066 0000")});
     rows[0].expected.accepted(success);
-    rows[1].body = Cat({{0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 3}});
+    rows[1].body = Cat({H("00000000"), kNoneBlock, H("00000002 00000002 00000003")});
     rows[1].expected.accepted(mismatch);
-    rows[2].body = Cat({{0, 0, 0, 0}, kUnixBlock, {0, 0, 0, 1}});
+    rows[2].body = Cat({H("00000000"), kUnixBlock, H("00000001")});
     unavailable.verifier(UnixBlock());
     rows[2].expected.accepted(unavailable);
-    rows[3].body = {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 2};
+    rows[3].body = H("00000001 00000000 00000002 00000002");
     rows[3].expected.rejected(version);
-    rows[4].body = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 5};
+    rows[4].body = H("00000001 00000001 00000005");
     rows[4].expected.rejected(auth);
 
     for (int i = 0; i < 5; ++i) {
-        Bytes bytes = Cat({{0xCA, 0xFE, 0xBA, 0xBE, 0, 0, 0, 1}, rows[i].body});
+        Bytes bytes = Cat({H("cafebabe 00000001"), rows[i].body});
         ZrRPCMessageFromServer reply;
         ASSERT_TRUE(ReadAll(reply, bytes)) << "row " << i;
         EXPECT_EQ(reply.xid(), 0xCAFEBABEu);
@@ -123,23 +133,21 @@ TEST(RPCRecords, ReadsAndPacksReplies) {
 }
 
 TEST(RPCRecords, ReadingRulesRejectBadRecords) {
-    Bytes reply = Cat({{0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 0}});
+    // xid 9, a reply, accepted, no verifier, success.
+    const Bytes reply = H("00000009 00000001 00000000 00000000 00000000 00000000");
     struct Row {
         const char* why;
         Bytes bytes;
     } rows[] = {
-        {"verifier of flavour 2",
-         Cat({{0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0}, {0, 0, 0, 0}})},
-        {"flavour 0 with a body",
-         {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 1, 2, 3, 4, 0, 0, 0, 0}},
+        {"verifier of flavour 2", H("00000009 00000001 00000000 00000002 00000000 00000000")},
+        {"flavour 0 with a body", H("00000009 00000001 00000000 00000000 00000004 01020304 00000000")},
         {"unix body longer than its block",
-         {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {"reply status 2", {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0}},
-        {"reject status 2", {0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0}},
-        {"a call, not a reply", Cat({{0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 0}})},
+         H("00000009 00000001 00000000 00000001 00000008 00000000 00000000 00000000")},
+        {"reply status 2", H("00000009 00000001 00000002 00000000")},
+        {"reject status 2", H("00000009 00000001 00000001 00000002 00000000")},
+        {"a call, not a reply", H("00000009 00000000 00000000 00000000 00000000 00000000")},
         {"accept status cut short", Bytes(reply.begin(), reply.end() - 1)},
-        {"mismatch without its versions",
-         Cat({{0, 0, 0, 9, 0, 0, 0, 1, 0, 0, 0, 0}, kNoneBlock, {0, 0, 0, 2}})},
+        {"mismatch without its versions", H("00000009 00000001 00000000 00000000 00000000 00000002")},
         {"empty", {}},
     };
     for (const Row& row : rows) {
@@ -156,7 +164,7 @@ TEST(RPCRecords, ReadingRulesRejectBadRecords) {
 }
 
 TEST(RPCRecords, CallBodyNeedsSixteenBytesAndItsBlocks) {
-    Bytes body = Cat({{0, 0, 0, 2, 0, 1, 0x86, 0xA3, 0, 0, 0, 2, 0, 0, 0, 101}, kNoneBlock, kNoneBlock});
+    Bytes body = Cat({H("00000002 000186a3 00000002 00000065"), kNoneBlock, kNoneBlock});
     ZrRPCCallBody call;
     EXPECT_TRUE(ReadAll(call, body));
     for (size_t n : {size_t(0), size_t(15), size_t(16), body.size() - 1}) {
@@ -166,13 +174,13 @@ TEST(RPCRecords, CallBodyNeedsSixteenBytesAndItsBlocks) {
 }
 
 TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
-    EXPECT_EQ(Packed(ZrRPCString("abcde")), (Bytes{0, 0, 0, 5, 'a', 'b', 'c', 'd', 'e', 0, 0, 0}));
-    EXPECT_EQ(Packed(ZrRPCString("abcd")), (Bytes{0, 0, 0, 4, 'a', 'b', 'c', 'd'}));
-    EXPECT_EQ(Packed(ZrRPCString("")), (Bytes{0, 0, 0, 0}));
-    EXPECT_EQ(Packed(ZrRPCByteBuffer(ZrByteBuffer("\x09", 1))), (Bytes{0, 0, 0, 1, 9, 0, 0, 0}));
+    EXPECT_EQ(Packed(ZrRPCString("abcde")), H("00000005 6162636465000000"));
+    EXPECT_EQ(Packed(ZrRPCString("abcd")), H("00000004 61626364"));
+    EXPECT_EQ(Packed(ZrRPCString("")), H("00000000"));
+    EXPECT_EQ(Packed(ZrRPCByteBuffer(ZrByteBuffer("\x09", 1))), H("00000001 09000000"));
 
     // Padding is skipped unchecked, but it must be there.
-    Bytes dirty = {0, 0, 0, 5, 'a', 'b', 'c', 'd', 'e', 7, 7, 7, 0xFF};
+    Bytes dirty = H("00000005 6162636465070707 ff");
     ZrRPCString text;
     unsigned long left = 0;
     ASSERT_TRUE(ReadAll(text, dirty, &left));
@@ -180,17 +188,16 @@ TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
     EXPECT_EQ(left, 1u);
     EXPECT_FALSE(ReadAll(text, Bytes(dirty.begin(), dirty.begin() + 11)));
     ZrRPCByteBuffer huge;
-    EXPECT_FALSE(ReadAll(huge, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4}));
+    EXPECT_FALSE(ReadAll(huge, H("ffffffff 01020304")));
 }
 
 TEST(RPCRecords, UnixAuthRejectsAGroupCountBeyondItsBytes) {
     ZrRPCUnixAuth body;
-    EXPECT_FALSE(
-        ReadAll(body, Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x7F, 0xFF, 0xFF, 0xFF}));
+    EXPECT_FALSE(ReadAll(body, H("00000000 00000000 00000000 00000000 7fffffff")));
 }
 
 TEST(RPCRecords, PortMappingIsExactlySixteenBytes) {
-    Bytes bytes = {0, 1, 0x86, 0xA3, 0, 0, 0, 2, 0, 0, 0, 17, 0, 0, 0x08, 0x01};
+    Bytes bytes = H("000186a3 00000002 00000011 00000801");
     ZrPortMapping mapping;
     ASSERT_TRUE(ReadAll(mapping, bytes));
     EXPECT_EQ(mapping, ZrPortMapping(100003, 2, 17, 2049));
@@ -200,7 +207,7 @@ TEST(RPCRecords, PortMappingIsExactlySixteenBytes) {
     EXPECT_FALSE(ReadAll(shortMapping, Bytes(bytes.begin(), bytes.end() - 1), &left));
     EXPECT_EQ(left, 15u) << "a failed read consumes nothing";
     ZrPortMapperResponse port;
-    ASSERT_TRUE(ReadAll(port, Bytes{0, 0, 0x08, 0x01}));
+    ASSERT_TRUE(ReadAll(port, H("00000801")));
     EXPECT_EQ(port.port(), 2049u);
 }
 

@@ -442,31 +442,32 @@ protected:
     std::vector<std::string> m_log;
 };
 
-TEST_F(DMPClientOverX, FirstInlineMessageIsTakenAsTwoByteInit) {
-    Run({{"send_raw", "{\"hex\": \"0000aabbcc\"}"}}, 1);
-    EXPECT_EQ(m_log, std::vector<std::string>{"init:0000"});
-}
-
-TEST_F(DMPClientOverX, InitThenInlineAndFetchedRequestsByTypeCode) {
-    Run({{"send_init", "{}"},
-         {"remove_device", "{\"device_id\": 5}"},
-         {"send_raw", "{\"hex\": \"00070000002a\", \"mode\": \"id\"}"}, // fetched by its id
-         {"send_raw", "{\"hex\": \"0105000000\"}"},                     // a confirmation code: dropped
-         {"send_raw", "{\"hex\": \"09\"}"},                             // unknown code: dropped
-         {"send_raw", "{\"hex\": \"\"}"},                               // empty: nothing to route
-         {"send_raw", "{\"hex\": \"02aa\", \"kind\": 2}"},              // unknown kind: ignored
-         {"send_raw", "{\"hex\": \"\", \"kind\": 1}"}},
-        3);
-    // The last event names a fetched message that is not there: nothing is delivered.
-    EXPECT_EQ(m_log, (std::vector<std::string>{"init:0100", "remove:020d0000000500000000000000",
-                                               "add:00070000002a"}));
-}
-
-TEST_F(DMPClientOverX, InlineLengthIsCappedByTheEvent) {
-    // A hostile inline length cannot make the client read past the event.
-    Run({{"send_init", "{}"}, {"send_raw", "{\"hex\": \"00\", \"inline_length\": 255}"}}, 2);
-    ASSERT_EQ(m_log.size(), 2u);
-    EXPECT_EQ(m_log[1], "add:" + std::string(48, '0'));
+// Each row's commands, sent in order, and what reached the client's handlers.
+TEST_F(DMPClientOverX, RoutesMessagesByTypeCode) {
+    using Commands = std::vector<std::pair<std::string, std::string>>;
+    const struct {
+        Commands commands;
+        std::vector<std::string> log;
+    } rows[] = {
+        // The first inline message is taken as a two-byte init.
+        {{{"send_raw", "{\"hex\": \"0000aabbcc\"}"}}, {"init:0000"}},
+        {{{"send_init", "{}"},
+          {"remove_device", "{\"device_id\": 5}"},
+          {"send_raw", "{\"hex\": \"00070000002a\", \"mode\": \"id\"}"}, // fetched by its id
+          {"send_raw", "{\"hex\": \"0105000000\"}"},                     // a confirmation code: dropped
+          {"send_raw", "{\"hex\": \"09\"}"},                             // unknown code: dropped
+          {"send_raw", "{\"hex\": \"\"}"},                               // empty: nothing to route
+          {"send_raw", "{\"hex\": \"02aa\", \"kind\": 2}"},              // unknown kind: ignored
+          {"send_raw", "{\"hex\": \"\", \"kind\": 1}"}}, // names a fetched message that is not there
+         {"init:0100", "remove:020d0000000500000000000000", "add:00070000002a"}},
+        // A hostile inline length cannot make the client read past the event.
+        {{{"send_init", "{}"}, {"send_raw", "{\"hex\": \"00\", \"inline_length\": 255}"}},
+         {"init:0100", "add:" + std::string(48, '0')}},
+    };
+    for (const auto& row : rows) {
+        Run(row.commands, row.log.size());
+        EXPECT_EQ(m_log, row.log);
+    }
 }
 
 TEST_F(EventTurn, SendIsSilentUntilTheExtensionIsKnown) {

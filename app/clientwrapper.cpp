@@ -43,6 +43,11 @@ void ClientWrapper::Process() {
     m_pManager->Process();
 }
 
+bool ClientWrapper::HasQueuedDisplayWork() const {
+    DMPDisplay* display = m_pManager->ActiveDisplay();
+    return display && display->FastEvent().IsSet();
+}
+
 int ClientWrapper::Socket() const {
     return m_pClient ? m_pClient->Descriptor() : -1;
 }

@@ -49,6 +49,9 @@ public:
     ClientWrapper& operator=(const ClientWrapper&) = delete;
 
     void Process();
+    // True when the active display's last turn stopped at its yield limit with events still in
+    // Xlib's queue: no descriptor will report them, so the loop must come back without waiting.
+    bool HasQueuedDisplayWork() const;
     // The file-server client's socket descriptor, or -1 when there is no client.
     int Socket() const;
 

@@ -106,11 +106,20 @@ void Main(int argc, char** argv, int& exitCode) {
     client.LoadConfigFromFile(options.configFile);
     client.Connect();
     if (client.RegisterDisplay(argv[2])) {
-        int32_t registrations;
-        do {
+        for (;;) {
             client.Process();
-            registrations = dispatcher.Dispatch();
-        } while (registrations > 1);
+            int32_t registrations;
+            if (client.HasQueuedDisplayWork()) {
+                // Poll rather than block, so that the next Process() takes up the queued events.
+                const common::Duration none(0, 0);
+                registrations = dispatcher.Dispatch(&none);
+            } else {
+                registrations = dispatcher.Dispatch();
+            }
+            // -1: the poll found nothing ready, so nothing was dispatched.
+            if (registrations >= 0 && registrations <= 1)
+                break;
+        }
         client.CleanUp();
     }
     // A refused registration configured nothing, so there is nothing to clean up.

@@ -173,6 +173,13 @@ class Drives(AgentTest):
         self.assertTrue(out.endswith("Successfully disconnected %s/*\n" % USER), out)
         self.assertFalse(os.path.lexists(self.peers.link()))
 
+    def test_burst_beyond_the_yield_limit_is_handled_without_further_traffic(self):
+        # Events that Xlib has already queued are reported by no descriptor; they must still be taken up.
+        self.start(env={"COMMON_X11_EVENTS_YIELD_LIMIT": "2"})
+        for i in range(40):
+            self.add(i + 1, "smb://pc1/S%d" % i)
+        wait_for(lambda: self.peers.state()["calls"] >= 41, what="all 40 drives configured")
+
     def test_sigterm_ends_with_143(self):
         self.start()
         self.add(1, "smb://pc1/C")

@@ -69,8 +69,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION x11)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# The agent needs only the X client libraries beside the C and C++ run-time of the toolchain.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libc6, libstdc++6, libgcc-s1")
+# The agent carries the C++ run-time inside (see app/CMakeLists.txt): it needs only the C library and
+# the X client libraries.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libc6")
 # The session script lives under /etc: keep the administrator's edits on upgrade.
 file(WRITE ${CMAKE_BINARY_DIR}/packaging/conffiles "/etc/X11/Xsession.d/90kpatdmcl\n")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging/conffiles)

@@ -342,7 +342,9 @@ class Simulator:
                 rec["request"] = request
                 mode = self.mode_for(proc)
                 rec["mode"] = mode["mode"]
-                time.sleep(float(mode.get("delay", 0)))
+                delay = float(mode.get("delay", 0))
+                if delay > 0:  # sleep(0) would still give up the processor on every call
+                    time.sleep(delay)
                 replies += self.answer(proc, xid + int(mode.get("xid_delta", 0)), request, mode, rec)
         self.log(rec)
         for datagram in replies:

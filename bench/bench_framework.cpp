@@ -255,15 +255,20 @@ public:
         Ratio("BM_LEEncoder", "BM_ReferenceByteShifting");
         Ratio("BM_KivWaitSetPoll", "BM_ReferencePselect");
         for (const char* counter : {" median_ns", " p99_ns"})
-            Ratio(std::string("BM_SafeEventWakeUp/iterations:20000/real_time") + counter,
-                  std::string("BM_ReferencePselectWakeUp/iterations:20000/real_time") + counter);
+            Ratio("BM_SafeEventWakeUp/iterations:20000/real_time",
+                  "BM_ReferencePselectWakeUp/iterations:20000/real_time", counter);
     }
 
 private:
-    static void Ratio(const std::string& ours, const std::string& reference) {
+    // With --benchmark_repetitions the median over the repetitions is used.
+    static void Ratio(const std::string& ours, const std::string& reference, const std::string& what = "") {
         auto& t = Timings();
-        if (t.count(ours) && t.count(reference) && t[reference] > 0)
-            std::printf("ratio %s / %s = %.2f\n", ours.c_str(), reference.c_str(), t[ours] / t[reference]);
+        const auto pick = [&](const std::string& name) {
+            return t.count(name + "_median" + what) ? name + "_median" + what : name + what;
+        };
+        const std::string o = pick(ours), r = pick(reference);
+        if (t.count(o) && t.count(r) && t[r] > 0)
+            std::printf("ratio %s / %s = %.2f\n", o.c_str(), r.c_str(), t[o] / t[r]);
     }
 };
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "foundation/codeset/escape.h"
 #include "foundation/codeset/zrconverter.h"
@@ -25,6 +26,8 @@ constexpr uint32_t kNoChar = 0xFFFFFFFFu;
 //   static size_t Finish(State&, unsigned char* out);               closing bytes (<= 8)
 //   static size_t Bom(unsigned char* out);                          the mark ADDBYTEORDERMARKER adds
 //   static size_t SkipBom(State&, const unsigned char* p, size_t length);  leading bytes to ignore
+//   static constexpr size_t kExpectedBytesPerUnit;  typical output per unit, to size long results
+//   static bool AsciiSame();              optional: bytes 00-7F are the same characters both ways
 
 inline void NoteFailure(ZrCodesetInfo* info, uint64_t position) {
     if (info) {
@@ -34,51 +37,112 @@ inline void NoteFailure(ZrCodesetInfo* info, uint64_t position) {
     }
 }
 
-// Decoded characters gather here and reach the string in blocks.
+// Decoded characters go straight into the string. No encoding here gives more units than it reads
+// bytes, so the string is sized once for the whole input and cut to what was written at the end.
 class UnitSink {
 public:
-    explicit UnitSink(ZrUniString& out) : m_out(out) {}
-    ~UnitSink() { Flush(); }
+    UnitSink(ZrUniString& out, size_t length) : m_out(out), m_base(out.Length()) {
+        m_out.Truncate(static_cast<uint32_t>(m_base + length));
+        m_pos = reinterpret_cast<ZrUniChar*>(m_out.MutableData()) + m_base;
+        m_begin = m_pos;
+    }
+    ~UnitSink() { m_out.Truncate(static_cast<uint32_t>(m_base + (m_pos - m_begin))); }
+    UnitSink(const UnitSink&) = delete;
+    UnitSink& operator=(const UnitSink&) = delete;
+
     void Put(uint32_t cp) {
-        if (m_count + 2 > kSize)
-            Flush();
         if (cp >= 0x10000) {
             cp -= 0x10000;
-            m_units[m_count++] = static_cast<ZrUniChar>(0xD800 + (cp >> 10));
-            m_units[m_count++] = static_cast<ZrUniChar>(0xDC00 + (cp & 0x3FF));
+            *m_pos++ = static_cast<ZrUniChar>(0xD800 + (cp >> 10));
+            *m_pos++ = static_cast<ZrUniChar>(0xDC00 + (cp & 0x3FF));
         } else {
-            m_units[m_count++] = static_cast<ZrUniChar>(cp);
+            *m_pos++ = static_cast<ZrUniChar>(cp);
         }
     }
-    void Flush() {
-        if (m_count)
-            m_out.Append(m_units, static_cast<uint32_t>(m_count));
-        m_count = 0;
+    // Copies the ASCII bytes at the start of [p, p + left) as units; returns how many.
+    size_t PutAscii(const unsigned char* p, size_t left) {
+        size_t n = CopyAscii(p, left, m_pos);
+        m_pos += n;
+        return n;
+    }
+
+    // Whether a string of `base` units can take `length` more (lengths are 32-bit).
+    static bool Fits(uint32_t base, size_t length) { return length <= 0xFFFFFFFFu - base; }
+
+    static size_t CopyAscii(const unsigned char* p, size_t left, ZrUniChar* out) {
+        size_t i = 0;
+        for (; i + 8 <= left; i += 8) {
+            uint64_t x;
+            std::memcpy(&x, p + i, 8);
+            if (x & 0x8080808080808080ull)
+                break;
+            for (size_t k = 0; k < 8; ++k)
+                out[i + k] = p[i + k];
+        }
+        while (i < left && p[i] < 0x80) {
+            out[i] = p[i];
+            ++i;
+        }
+        return i;
     }
 
 private:
-    static constexpr size_t kSize = 256;
     ZrUniString& m_out;
-    ZrUniChar m_units[kSize];
-    size_t m_count = 0;
+    uint32_t m_base;
+    ZrUniChar* m_begin;
+    ZrUniChar* m_pos;
 };
 
-// Encoded bytes gather here and reach the buffer in blocks.
+// Encoded bytes gather here and reach the buffer in blocks: a short result is one append of exactly
+// its size. A long one has room reserved up front from the caller's estimate, so that the blocks do
+// not regrow the buffer on the way.
 class ByteSink {
 public:
-    explicit ByteSink(ZrByteBuffer& out) : m_out(out) {}
+    explicit ByteSink(ZrByteBuffer& out, size_t expected = 0) : m_out(out) {
+        if (expected > kSize) {
+            uint64_t base = out.Length();
+            out.SetLength(base + expected);
+            out.SetLength(base);
+        }
+    }
     ~ByteSink() { Flush(); }
+    ByteSink(const ByteSink&) = delete;
+    ByteSink& operator=(const ByteSink&) = delete;
+
     // Room for at least 16 bytes; Commit says how many were written.
     unsigned char* Reserve() {
         if (m_count + 16 > kSize)
             Flush();
         return m_bytes + m_count;
     }
+    // Bytes that may be written after Reserve.
+    size_t Room() const { return kSize - m_count; }
     void Commit(size_t n) { m_count += n; }
     void Flush() {
         if (m_count)
             m_out.Append(m_bytes, m_count);
         m_count = 0;
+    }
+
+    // Copies the units below 0x80 at the start of [units, units + count) as bytes, at most Room();
+    // returns how many.
+    size_t PutAscii(const ZrUniChar* units, size_t count) {
+        unsigned char* p = Reserve();
+        size_t limit = count < Room() ? count : Room(), i = 0;
+        for (; i + 4 <= limit; i += 4) {
+            uint64_t x;
+            std::memcpy(&x, units + i, 8);
+            if (x & 0xFF80FF80FF80FF80ull)
+                break;
+            for (size_t k = 0; k < 4; ++k)
+                p[i + k] = static_cast<unsigned char>(units[i + k]);
+        }
+        while (i < limit && units[i] < 0x80) {
+            p[i] = static_cast<unsigned char>(units[i]);
+            ++i;
+        }
+        m_count += i;
+        return i;
     }
 
 private:
@@ -87,6 +151,15 @@ private:
     unsigned char m_bytes[kSize];
     size_t m_count = 0;
 };
+
+// Whether a codec reads and writes bytes 00-7F as the same characters (then runs of them skip the
+// codec). Codecs say so by a static AsciiSame(); those that do not are never taken as such.
+template <class Codec> bool AsciiSame() {
+    if constexpr (requires { Codec::AsciiSame(); })
+        return Codec::AsciiSame();
+    else
+        return false;
+}
 
 // The character at units[i]; `used` becomes 2 for a surrogate pair. An unpaired surrogate gives
 // kNoChar: no encoding here can carry one.
@@ -127,11 +200,16 @@ template <class Codec> struct Converter {
     static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
                    unsigned options) {
         State state{};
-        ByteSink sink(out);
+        ByteSink sink(out, count * Codec::kExpectedBytesPerUnit);
         if (options & kZrEncOptionAddByteOrderMarker)
             sink.Commit(Codec::Bom(sink.Reserve()));
         const bool recover = options & kZrEncOptionRecoverable;
+        const bool ascii = AsciiSame<Codec>();
         for (size_t i = 0; i < count;) {
+            if (ascii && units[i] < 0x80) {
+                i += sink.PutAscii(units + i, count - i);
+                continue;
+            }
             size_t used;
             uint32_t cp = ReadScalar(units, count, i, used);
             unsigned char* p = sink.Reserve();
@@ -154,9 +232,18 @@ template <class Codec> struct Converter {
     static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
                      unsigned options) {
         State state{};
-        UnitSink sink(out);
+        if (!UnitSink::Fits(out.Length(), length)) {
+            NoteFailure(info, 0);
+            return false;
+        }
+        UnitSink sink(out, length);
         const bool recover = options & kZrEncOptionRecoverable;
+        const bool ascii = AsciiSame<Codec>();
         for (size_t i = Codec::SkipBom(state, bytes, length); i < length;) {
+            if (ascii && bytes[i] < 0x80) {
+                i += sink.PutAscii(bytes + i, length - i);
+                continue;
+            }
             uint32_t cp;
             int n = Codec::Decode(state, bytes + i, length - i, cp);
             if (n > 0) {
@@ -212,6 +299,7 @@ struct StatelessCodec {
     static size_t Finish(State&, unsigned char*) { return 0; }
     static size_t Bom(unsigned char*) { return 0; }
     static size_t SkipBom(State&, const unsigned char*, size_t) { return 0; }
+    static constexpr size_t kExpectedBytesPerUnit = 2;
 };
 
 } // namespace zr_codeset

@@ -17,7 +17,20 @@ inline size_t PutCode(uint16_t code, unsigned char* out) {
     return 2;
 }
 
+// Whether the one-byte codes 00-7F of a table are ASCII both ways (Shift-JIS puts the yen sign and
+// the overline at 5C and 7E).
+inline bool TableKeepsAscii(const CharmapTable& table) {
+    for (unsigned b = 0; b < 0x80; ++b)
+        if (table.single[b] != b || table.reverse.Find(b) != b)
+            return false;
+    return true;
+}
+
 template <const CharmapTable& Table> struct DoubleByteCodec : StatelessCodec {
+    static bool AsciiSame() {
+        static const bool same = TableKeepsAscii(Table);
+        return same;
+    }
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];
         cp = Table.single[b];
@@ -51,6 +64,7 @@ inline size_t PutLinear(uint32_t linear, unsigned char* out) {
 
 struct Gb18030Codec : StatelessCodec {
     static constexpr const CharmapTable& T = tables::kGb18030;
+    static bool AsciiSame() { return true; }
 
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];

@@ -17,6 +17,15 @@ inline bool IsX0208(uint16_t code) {
 }
 
 struct EucJpCodec : StatelessCodec {
+    static bool AsciiSame() {
+        static const bool same = [] {
+            for (unsigned b = 0; b < 0x80; ++b)
+                if (kX0208.single[b] != b || kX0208.reverse.Find(b) != b)
+                    return false;
+            return true;
+        }();
+        return same;
+    }
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];
         if (b < 0x80) {
@@ -64,6 +73,7 @@ struct EucJpCodec : StatelessCodec {
 enum class JisMode : unsigned char { kAscii, kRoman, kKanji };
 
 struct Iso2022JpCodec {
+    static constexpr size_t kExpectedBytesPerUnit = 2;
     struct State {
         JisMode mode = JisMode::kAscii;
     };

@@ -8,6 +8,8 @@ namespace {
 
 // Seven bits; the top half of the byte range is undefined.
 struct AsciiCodec : StatelessCodec {
+    static constexpr size_t kExpectedBytesPerUnit = 1;
+    static bool AsciiSame() { return true; }
     static int Decode(State&, const unsigned char* p, size_t, uint32_t& cp) {
         cp = p[0];
         return p[0] < 0x80 ? 1 : -1;
@@ -22,6 +24,8 @@ struct AsciiCodec : StatelessCodec {
 
 // Bytes are the first 256 characters.
 struct Latin1Codec : StatelessCodec {
+    static constexpr size_t kExpectedBytesPerUnit = 1;
+    static bool AsciiSame() { return true; }
     static int Decode(State&, const unsigned char* p, size_t, uint32_t& cp) {
         cp = p[0];
         return 1;
@@ -35,6 +39,7 @@ struct Latin1Codec : StatelessCodec {
 };
 
 template <const SingleBytePage& Page> struct PageCodec : StatelessCodec {
+    static constexpr size_t kExpectedBytesPerUnit = 1;
     static int Decode(State&, const unsigned char* p, size_t, uint32_t& cp) {
         cp = Page.toUnicode[p[0]];
         return cp == 0xFFFF ? -1 : 1;

@@ -85,7 +85,7 @@ void Fail(ZrCodesetInfo* info, uint64_t position) {
 
 bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options) {
     static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
-    ByteSink sink(out);
+    ByteSink sink(out, count + count / 2);
     if (options & kZrEncOptionAddByteOrderMarker) {
         std::memcpy(sink.Reserve(), kBom, sizeof kBom);
         sink.Commit(sizeof kBom);
@@ -93,14 +93,11 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
     size_t i = 0;
     while (i < count) {
         // Runs of ASCII are copied a unit per byte without the general path.
-        unsigned char* p = sink.Reserve();
-        size_t n = 0;
-        while (n < 16 && i < count && units[i] < 0x80)
-            p[n++] = static_cast<unsigned char>(units[i++]);
-        if (n) {
-            sink.Commit(n);
+        if (units[i] < 0x80) {
+            i += sink.PutAscii(units + i, count - i);
             continue;
         }
+        unsigned char* p = sink.Reserve();
         size_t len = 0;
         size_t used = EncodeOne(units, count, i, p, len);
         if (used == 0) {
@@ -120,44 +117,34 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
 
 bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
           unsigned options) {
-    bool ok = true;
     size_t i = 0;
     // Skip a leading byte order mark.
     if (length >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF)
         i = 3;
-    ZrUniChar chunk[128] = {};
-    size_t filled = 0;
-    auto flush = [&] {
-        out.Append(chunk, static_cast<uint32_t>(filled));
-        filled = 0;
-    };
+    if (!UnitSink::Fits(out.Length(), length)) {
+        Fail(info, 0);
+        return false;
+    }
+    UnitSink sink(out, length - i);
     while (i < length) {
-        if (filled + 2 > sizeof chunk / sizeof chunk[0])
-            flush();
+        if (bytes[i] < 0x80) {
+            i += sink.PutAscii(bytes + i, length - i);
+            continue;
+        }
         uint32_t cp;
         size_t n = DecodeOne(bytes + i, length - i, cp);
         if (n == 0) {
             Fail(info, i);
-            ok = false;
-            if (!(options & kZrEncOptionRecoverable)) {
-                flush();
+            if (!(options & kZrEncOptionRecoverable))
                 return false;
-            }
-            chunk[filled++] = kReplacementChar;
+            sink.Put(kReplacementChar);
             ++i;
             continue;
         }
-        if (cp >= 0x10000) {
-            cp -= 0x10000;
-            chunk[filled++] = static_cast<ZrUniChar>(0xD800 + (cp >> 10));
-            chunk[filled++] = static_cast<ZrUniChar>(0xDC00 + (cp & 0x3FF));
-        } else {
-            chunk[filled++] = static_cast<ZrUniChar>(cp);
-        }
+        sink.Put(cp);
         i += n;
     }
-    flush();
-    return ok || (options & kZrEncOptionRecoverable);
+    return true;
 }
 
 bool ValidateTo(const ZrUniChar* units, size_t count, ZrCodesetInfo* info, unsigned) {

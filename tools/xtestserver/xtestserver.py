@@ -50,6 +50,10 @@ STORE_HEX_LIMIT = 4096
 BAD_REQUEST = 1
 BAD_VALUE = 2
 
+XKPDEV_NAMES = {0: "QueryVersion", 1: "GetRequest", 2: "PutConfirm"}
+# A GetRequest reply for an id the server holds nothing under: length 0, no data.
+EMPTY_GET_REQUEST = (0, b"\0" * 24)
+
 
 def now_ns():
     return time.monotonic_ns()
@@ -141,7 +145,7 @@ class XClient(asyncio.Protocol):
                 raise ValueError("request length %d too small" % length)
             if len(self.buf) < total:
                 return
-            request = bytes(self.buf[:header]) + bytes(self.buf[header:total])
+            request = bytes(self.buf[:total])
             del self.buf[:total]
             self.seq += 1
             self.requests += 1
@@ -174,25 +178,37 @@ class XClient(asyncio.Protocol):
                    + b"\0" * 21)
 
     def _handle(self, req, header, length):
+        major, minor = req[0], req[1]
+        xkpdev = major == self.server.xkpdev_major and self.server.xkpdev
+        try:
+            if xkpdev:
+                self._handle_xkpdev(req, header, minor)
+            else:
+                self._answer(req, major, minor)
+        finally:
+            # Built and recorded after the answer went out, so that recording adds no latency.
+            self.server.record(self._request_entry(req, header, length, xkpdev))
+
+    def _request_entry(self, req, header, length, xkpdev):
         o = self.order
         major, minor = req[0], req[1]
         srv = self.server
         entry = {"client": self.id, "dir": "request", "seq": self.seq, "major": major,
                  "minor": minor, "length": length, "extended": header == 8}
-        if major == srv.xkpdev_major and srv.xkpdev:
-            entry["name"] = "XKPDEV." + {0: "QueryVersion", 1: "GetRequest", 2: "PutConfirm"}.get(
-                minor, "Unknown")
+        if xkpdev:
+            entry["name"] = "XKPDEV." + XKPDEV_NAMES.get(minor, "Unknown")
+            if minor == 1 and len(req) >= header + 4:
+                entry["request_id"] = struct.unpack_from(o + "H", req, header + 2)[0]
         elif major == srv.bigreq_major and srv.bigreq:
             entry["name"] = "BIG-REQUESTS.Enable"
         else:
             entry["name"] = CORE_NAMES.get(major, "Unknown")
-        try:
-            self._answer(req, header, major, minor, entry)
-        finally:
-            # Recorded after the answer went out, so that recording adds no latency.
-            srv.record(entry)
+            if major == 98 and len(req) >= 8:
+                n = struct.unpack_from(o + "H", req, 4)[0]
+                entry["extension"] = req[8:8 + n].decode("latin-1")
+        return entry
 
-    def _answer(self, req, header, major, minor, entry):
+    def _answer(self, req, major, minor):
         o = self.order
         srv = self.server
 
@@ -204,13 +220,10 @@ class XClient(asyncio.Protocol):
                 present, op, ev = 1, srv.xkpdev_major, srv.first_event
             elif name == "BIG-REQUESTS" and srv.bigreq:
                 present, op = 1, srv.bigreq_major
-            entry["extension"] = name
             self._reply(0, 0, struct.pack(o + "BBBB", present, op, ev, 0))
         elif major == srv.bigreq_major and srv.bigreq:
             self.bigreq = True
             self._reply(0, 0, struct.pack(o + "I", BIGREQ_MAX_LENGTH))
-        elif major == srv.xkpdev_major and srv.xkpdev:
-            self._handle_xkpdev(req, header, minor, entry)
         elif major == 20:  # GetProperty: no property exists
             self._reply(0, 0, struct.pack(o + "III", 0, 0, 0))
         elif major == 16:  # InternAtom
@@ -247,22 +260,27 @@ class XClient(asyncio.Protocol):
         else:
             self._error(BAD_REQUEST, major, minor)
 
-    def _handle_xkpdev(self, req, header, minor, entry):
+    def get_request_reply(self, data):
+        """What a GetRequest reply carries after its first 8 bytes, and its length in words:
+        built when the message is stored, so that the fetch only adds the header."""
+        return (len(data) + 3) // 4, (struct.pack(self.order + "I", len(data)) + b"\0" * 20 + data
+                                      + b"\0" * pad4(len(data)))
+
+    def _handle_xkpdev(self, req, header, minor):
         o = self.order
         srv = self.server
-        if minor == 0:  # QueryVersion
-            self._reply(0, 0, struct.pack(o + "HH", 1, 0))
-        elif minor == 1:  # GetRequest
+        if minor == 1:  # GetRequest, the hot one
             rid = struct.unpack_from(o + "H", req, header + 2)[0]
-            entry["request_id"] = rid
-            data = srv.pending.pop((self.id, rid), None)
-            if data is None and srv.fail_unknown_id:
-                self._error(BAD_VALUE, req[0], minor, rid)
-                return
-            data = data or b""
-            words = (len(data) + 3) // 4
-            self._reply(0, words, struct.pack(o + "I", len(data)) + b"\0" * 20
-                        + data + b"\0" * pad4(len(data)))
+            stored = srv.pending.pop((self.id, rid), None)
+            if stored is None:
+                if srv.fail_unknown_id:
+                    self._error(BAD_VALUE, req[0], minor, rid)
+                    return
+                stored = EMPTY_GET_REQUEST
+            words, body = stored
+            self.write(struct.pack(o + "BBHI", 1, 0, self.seq & 0xFFFF, words) + body)
+        elif minor == 0:  # QueryVersion
+            self._reply(0, 0, struct.pack(o + "HH", 1, 0))
         elif minor == 2:  # PutConfirm: one message, zero-padded
             payload = req[header:]
             first = not self.messages
@@ -304,6 +322,7 @@ class Server:
         self.first_event = args.first_event
         self.modeswitch_row = args.modeswitch_row
         self.fail_unknown_id = False
+        self.events_sent = False
         self.root = 0x100
         self.clients = {}
         self._next_client = 0
@@ -437,6 +456,8 @@ class Server:
                 if handler is None:
                     raise ValueError("unknown command " + cmd)
                 result = await handler(**req)
+                if self.events_sent:
+                    await self.serve_displays_first()
                 reply = {"ok": True}
                 reply.update(result or {})
             except TimeoutError:
@@ -537,7 +558,7 @@ class Server:
                  send_event=False, kind=None):
         if mode == "id":
             rid = request_id if request_id is not None else self.new_request_id()
-            self.pending[(c.id, rid)] = message
+            self.pending[(c.id, rid)] = c.get_request_reply(message)
             ev = c.event(1 if kind is None else kind, rid, b"", 0, code_offset, send_event)
         elif mode == "inline":
             if len(message) > 23 and inline_length is None:
@@ -551,8 +572,19 @@ class Server:
     def _send(self, c, events, what):
         t = now_ns()
         c.write(b"".join(events))
+        self.events_sent = True
         self.record({"client": c.id, "dir": "event", "what": what, "count": len(events)})
         return t
+
+    async def serve_displays_first(self):
+        """Lets the display connections answer what the client sent in response to an event
+        (a GetRequest, typically) before this control command's reply is built and written:
+        the control socket is bookkeeping, the display is what a client waits on."""
+        self.events_sent = False
+        # The loop's next turn polls and queues the readable connections behind this task;
+        # yielding once more lets them run first.
+        await asyncio.sleep(0)
+        await asyncio.sleep(0)
 
     async def cmd_send_init(self, client=None, major=1, minor=0, inline_length=None):
         c = self.client(client)
@@ -612,7 +644,7 @@ class Server:
         """Keeps a message for a later GetRequest without sending an event."""
         c = self.client(client)
         rid = request_id if request_id is not None else self.new_request_id()
-        self.pending[(c.id, rid)] = bytes.fromhex(hex)
+        self.pending[(c.id, rid)] = c.get_request_reply(bytes.fromhex(hex))
         return {"request_id": rid}
 
     async def cmd_close_client(self, client=None):

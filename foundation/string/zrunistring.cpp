@@ -279,20 +279,8 @@ bool ZrUniString::CreateFrom(const void* bytes, uint64_t length, unsigned encodi
     Truncate(0);
     if (length == 0)
         return encoding < kZrEncodingNone; // no encoding converts even nothing
+    // The decoders size the string once and copy ASCII runs themselves.
     const auto* p = static_cast<const unsigned char*>(bytes);
-    if (encoding == kZrEncodingUtf8 || encoding == kZrEncodingUsAscii || encoding == kZrEncodingIso88591) {
-        // Pure ASCII reads the same in all three: one allocation, no decoder.
-        uint64_t i = 0;
-        while (i < length && p[i] < 0x80)
-            ++i;
-        if (i == length) {
-            Truncate(static_cast<uint32_t>(length));
-            ZrUniChar* units = MutableUnits();
-            for (uint64_t k = 0; k < length; ++k)
-                units[k] = p[k];
-            return true;
-        }
-    }
     return ZrCodesetConverter::GetConverter(encoding).from(p, length, *this, nullptr, options);
 }
 

@@ -451,8 +451,8 @@ def main():
             for line in f:
                 if line.strip() and not line.lstrip().startswith("#"):
                     sim.command(json.loads(line), udp)
-    for spec in args.mode:
-        proc, _, rest = spec.partition("=")
+    for option in args.mode:
+        proc, _, rest = option.partition("=")
         mode, _, arg = rest.partition(":")
         cmd = {"cmd": "mode", "proc": proc if proc == "*" else int(proc), "mode": mode}
         if arg:

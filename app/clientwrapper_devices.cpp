@@ -17,6 +17,30 @@ uint32_t FindDevice(const ZrDList<ClientWrapper::DeviceRecord*>& devices,
     return devices.EndIndex();
 }
 
+// Drives of one client usually repeat its host, user name and password: a new record takes the
+// storage of equal strings already held, so each distinct text is kept once (copies share storage).
+void ShareEqualStrings(const ZrDList<ClientWrapper::DeviceRecord*>& devices,
+                       ClientWrapper::DeviceRecord& record) {
+    bool host = false, user = false, password = false;
+    for (uint32_t i = 0; i < devices.EndIndex() && !(host && user && password); ++i) {
+        if (!devices.IsOccupied(i))
+            continue;
+        const ClientWrapper::DeviceRecord& other = *devices[i];
+        if (!host && other.host == record.host) {
+            record.host = other.host;
+            host = true;
+        }
+        if (!user && other.encodedUser == record.encodedUser) {
+            record.encodedUser = other.encodedUser;
+            user = true;
+        }
+        if (!password && other.encodedPassword == record.encodedPassword) {
+            record.encodedPassword = other.encodedPassword;
+            password = true;
+        }
+    }
+}
+
 } // namespace
 
 void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString encodedUser,
@@ -26,6 +50,7 @@ void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString
     if (FindDevice(m_devices, *record) != m_devices.EndIndex())
         return; // a repeated announcement changes nothing
     uint32_t before = m_devices.Count();
+    ShareEqualStrings(m_devices, *record);
     const ZrUniString lowerHost = record->host;
     m_devices.Insert(record.release());
 

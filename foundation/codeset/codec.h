@@ -59,6 +59,8 @@ public:
             *m_pos++ = static_cast<ZrUniChar>(cp);
         }
     }
+    // The write position, for decoders that store units themselves (never past the sized length).
+    ZrUniChar*& Cursor() { return m_pos; }
     // Copies the ASCII bytes at the start of [p, p + left) as units; returns how many.
     size_t PutAscii(const unsigned char* p, size_t left) {
         size_t n = CopyAscii(p, left, m_pos);

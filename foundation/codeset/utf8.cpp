@@ -1,6 +1,9 @@
 // UTF-8 <-> UTF-16. Strict in both directions: overlong forms, encoded surrogates, values above
 // U+10FFFF and unpaired surrogates in the string are errors (recoverable when asked).
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/escape.h"
@@ -81,6 +84,84 @@ void Fail(ZrCodesetInfo* info, uint64_t position) {
     }
 }
 
+// Sequence length by lead byte: 0 for a byte that starts no sequence (continuation bytes, C0/C1 which
+// only start overlong forms, F5-FF which only start values above U+10FFFF).
+constexpr auto kLength = [] {
+    struct {
+        uint8_t n[256];
+    } t{};
+    for (unsigned b = 0; b < 256; ++b)
+        t.n[b] = b < 0x80 ? 1 : b < 0xC2 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
+    return t;
+}();
+
+// By sequence length: the continuation bytes needed (bit k for byte k + 1), the least value that is
+// not an overlong form.
+constexpr uint32_t kNeed[5] = {0, 0, 1, 3, 7};
+constexpr uint32_t kMin[5] = {0, 0, 0x80, 0x800, 0x10000};
+
+// Copies 16 ASCII bytes as units when all of them are ASCII.
+inline bool CopyAscii16(const unsigned char* p, ZrUniChar* out) {
+#if defined(__SSE2__)
+    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    if (_mm_movemask_epi8(v) != 0)
+        return false;
+    __m128i zero = _mm_setzero_si128();
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(v, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(v, zero));
+    return true;
+#else
+    uint64_t a, b;
+    std::memcpy(&a, p, 8);
+    std::memcpy(&b, p + 8, 8);
+    if ((a | b) & 0x8080808080808080ull)
+        return false;
+    for (size_t k = 0; k < 16; ++k)
+        out[k] = p[k];
+    return true;
+#endif
+}
+
+// Decodes whole characters while at least four bytes are left, without a branch on the kind of
+// character (text often changes kind at every character, so such a branch would mostly mispredict):
+// every length is computed and the right one selected, and a character always stores two units
+// (the second is overwritten unless it was a pair). Stops at the first byte that needs a closer look
+// (malformed, or fewer than four bytes left); returns the position reached.
+size_t DecodeRun(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& cursor) {
+    ZrUniChar* out = cursor;
+    while (i + 4 <= length) {
+        const unsigned char* p = bytes + i;
+        if (i + 16 <= length && CopyAscii16(p, out)) {
+            i += 16, out += 16;
+            continue;
+        }
+        uint32_t b0 = p[0], b1 = p[1], b2 = p[2], b3 = p[3];
+        uint32_t n = kLength.n[b0];
+        uint32_t cp2 = ((b0 & 0x1F) << 6) | (b1 & 0x3F);
+        uint32_t cp3 = ((b0 & 0x0F) << 12) | ((b1 & 0x3F) << 6) | (b2 & 0x3F);
+        uint32_t cp4 = ((b0 & 0x07) << 18) | ((b1 & 0x3F) << 12) | ((b2 & 0x3F) << 6) | (b3 & 0x3F);
+        // Picked by index rather than by comparisons, which the compiler would turn into branches.
+        const uint32_t candidates[5] = {0, b0, cp2, cp3, cp4};
+        uint32_t cp = candidates[n];
+        // Continuation bytes present as needed, then the values the lead byte alone does not rule out:
+        // overlong three- and four-byte forms, surrogates, beyond U+10FFFF.
+        uint32_t cont = ((b1 & 0xC0) == 0x80) | (((b2 & 0xC0) == 0x80) << 1) | (((b3 & 0xC0) == 0x80) << 2);
+        uint32_t need = kNeed[n];
+        bool ok = ((cont & need) == need) & (cp >= kMin[n]) & (cp <= 0x10FFFF) & ((cp & 0x1FF800) != 0xD800) &
+                  (n != 0);
+        if (!ok)
+            break;
+        bool pair = cp >= 0x10000;
+        uint32_t v = cp - 0x10000;
+        out[0] = static_cast<ZrUniChar>(pair ? 0xD800 + (v >> 10) : cp);
+        out[1] = static_cast<ZrUniChar>(0xDC00 + (v & 0x3FF));
+        out += 1 + pair;
+        i += n;
+    }
+    cursor = out;
+    return i;
+}
+
 } // namespace
 
 bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options) {
@@ -127,6 +208,9 @@ bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodeset
     }
     UnitSink sink(out, length - i);
     while (i < length) {
+        i = DecodeRun(bytes, i, length, sink.Cursor());
+        if (i >= length)
+            break;
         if (bytes[i] < 0x80) {
             i += sink.PutAscii(bytes + i, length - i);
             continue;

@@ -117,6 +117,47 @@ TEST(CodesetBytes, RejectsMalformedAndTruncatedInput) {
     }
 }
 
+// UTF-8 decodes long text in blocks of whole characters; each sequence here sits in the middle of
+// such text, where the block decoder meets it, and must behave as it does on its own: valid ones
+// decode, malformed ones fail at their first byte and recover one replacement per unusable byte.
+TEST(CodesetBytes, Utf8SequencesInsideLongText) {
+    const struct {
+        std::string bytes;
+        bool valid;
+        std::u16string recovered;
+    } kRows[] = {
+        {"\xF0\x9F\x98\x80", true, u"\U0001F600"},
+        {"\xF4\x8F\xBF\xBF", true, u"\U0010FFFF"},
+        {"\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF", true, u"\uD7FF\uE000\uFFFF"},
+        {"\xC2\x80\xDF\xBF\xE0\xA0\x80", true, u"\u0080\u07FF\u0800"},
+        {"\xC0\xAF", false, u"\uFFFD\uFFFD"},
+        {"\xE0\x9F\xBF", false, u"\uFFFD\uFFFD\uFFFD"},
+        {"\xF0\x8F\xBF\xBF", false, u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xED\xA0\x80", false, u"\uFFFD\uFFFD\uFFFD"},
+        {"\xF4\x90\x80\x80", false, u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF5\x80", false, u"\uFFFD\uFFFD"},
+        {"\x80", false, u"\uFFFD"},
+        {"\xE3\x81z", false, u"\uFFFD\uFFFDz"},
+        {"\xF0\x9F\x98z", false, u"\uFFFD\uFFFD\uFFFDz"},
+    };
+    const std::string before = "abcd\xC3\xA9";
+    const std::string after = "0123456789abcdefghij\xE6\x97\xA5";
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.recovered.size());
+        std::string bytes = before + row.bytes + after;
+        std::u16string text = u"abcd\u00E9" + row.recovered + u"0123456789abcdefghij\u65E5";
+        Decoded strict = Decode(42, bytes);
+        EXPECT_EQ(strict.ok, row.valid);
+        if (row.valid)
+            EXPECT_EQ(strict.text, text);
+        else
+            EXPECT_EQ(strict.info.errorPosition, before.size());
+        Decoded recovered = Decode(42, bytes, kZrEncOptionRecoverable);
+        EXPECT_TRUE(recovered.ok);
+        EXPECT_EQ(recovered.text, text);
+    }
+}
+
 // Byte-exact encodings of short texts where a character-by-character check against iconv says too
 // little: shift states, surrogate pairs, byte order marks and recovery escapes.
 struct Encoded {

@@ -158,6 +158,65 @@ TEST(CodesetBytes, Utf8SequencesInsideLongText) {
     }
 }
 
+// The double-byte encodings convert runs of one- and two-byte codes in a loop of their own; what
+// that loop does not take (malformed or unmapped input, pairs, four-byte codes) is met here in the
+// middle of such runs and must fail at its own position and recover as it does on its own.
+TEST(CodesetBytes, DoubleByteExceptionsInsideText) {
+    const struct {
+        unsigned id;
+        std::string ideograph; // U+4E00
+    } kEncodingsUnderTest[] = {{0, "\xA4\x40"}, {34, "\x88\xEA"}, {31, "\xD2\xBB"}};
+    const struct {
+        std::string bytes;
+        std::u16string recovered;
+    } kBytes[] = {
+        {"\xFF", u"\uFFFD"},
+        {"\x81\x7F", u"\uFFFD\x7F"}, // in GB18030 7F is no trail byte; in the others a hole
+        {"\x81\x30z", u"\uFFFD0z"},
+    };
+    const struct {
+        std::u16string text;
+        std::string big5, shiftJis, gb18030; // GB18030 encodes all but lone surrogates
+    } kUnits[] = {
+        {u"\xD800", "\\uD800", "\\uD800", "\\uD800"},
+        {u"\U00010000", "\\uD800\\uDC00", "\\uD800\\uDC00", "\x90\x30\x81\x30"},
+        {u"\u0E01", "\\u0E01", "\\u0E01", "\x81\x32\xCE\x39"},
+    };
+    for (const auto& enc : kEncodingsUnderTest) {
+        SCOPED_TRACE(enc.id);
+        const std::string& v = enc.ideograph;
+        for (const auto& row : kBytes) {
+            if (enc.id != 31 && row.bytes == "\x81\x7F")
+                continue;
+            std::string bytes = "ab" + v + "cd" + v + row.bytes + v + "efgh" + v;
+            Decoded strict = Decode(enc.id, bytes);
+            EXPECT_FALSE(strict.ok);
+            EXPECT_EQ(strict.info.errorPosition, 8u);
+            Decoded recovered = Decode(enc.id, bytes, kZrEncOptionRecoverable);
+            EXPECT_EQ(recovered.text, u"ab\u4E00cd\u4E00" + row.recovered + u"\u4E00efgh\u4E00");
+        }
+        for (const auto& row : kUnits) {
+            ZrUniString text = Units(u"ab\u4E00cd\u4E00" + row.text + u"\u4E00efgh\u4E00");
+            const std::string& middle = enc.id == 0 ? row.big5 : enc.id == 34 ? row.shiftJis : row.gb18030;
+            bool encodable = enc.id == 31 && middle[0] != '\\';
+            ZrByteBuffer out;
+            ZrCodesetInfo info;
+            bool ok = ZrCodesetConverter::GetConverter(enc.id).to(text.Units(), text.Length(), out, &info, 0);
+            EXPECT_EQ(ok, encodable);
+            if (encodable)
+                EXPECT_EQ(Bytes(out), "ab" + v + "cd" + v + middle + v + "efgh" + v);
+            else
+                EXPECT_EQ(info.errorPosition, 6u);
+            out.Clear();
+            ZrCodesetInfo recoveredInfo;
+            ASSERT_TRUE(ZrCodesetConverter::GetConverter(enc.id).to(text.Units(), text.Length(), out,
+                                                                    &recoveredInfo, kZrEncOptionRecoverable));
+            EXPECT_EQ(Bytes(out), "ab" + v + "cd" + v + middle + v + "efgh" + v);
+            EXPECT_EQ(recoveredInfo.failures, encodable ? 0u : 1u);
+        }
+    }
+}
+
 // Byte-exact encodings of short texts where a character-by-character check against iconv says too
 // little: shift states, surrogate pairs, byte order marks and recovery escapes.
 struct Encoded {

@@ -53,8 +53,80 @@ template <const SingleBytePage& Page> struct PageCodec : StatelessCodec {
     }
 };
 
+// A page converts every byte by one table load, so the loops below do just that and leave the
+// codec's loop (failure positions, recovery, pairs, escapes) to the first byte or unit the page
+// lacks; from there on they carry on by themselves again.
+template <const SingleBytePage& Page> struct PageConverter {
+    using Slow = Converter<PageCodec<Page>>;
+
+    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
+                     unsigned options) {
+        if (!UnitSink::Fits(out.Length(), length)) {
+            NoteFailure(info, 0);
+            return false;
+        }
+        const uint16_t* table = Page.toUnicode;
+        UnitSink sink(out, length);
+        size_t i = 0;
+        while (i < length) {
+            ZrUniChar* o = sink.Cursor();
+            for (; i < length; ++i) {
+                uint16_t u = table[bytes[i]];
+                if (u == 0xFFFF)
+                    break;
+                *o++ = u;
+            }
+            sink.Cursor() = o;
+            if (i >= length)
+                break;
+            NoteFailure(info, i);
+            if (!(options & kZrEncOptionRecoverable))
+                return false;
+            sink.Put(kReplacementChar);
+            ++i;
+        }
+        return true;
+    }
+
+    static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
+                   unsigned options) {
+        const ReverseMap<uint8_t> reverse = Page.fromUnicode;
+        size_t i = 0;
+        while (i < count) {
+            uint64_t base = out.Length();
+            out.SetLength(base + (count - i));
+            unsigned char* p = out.MutableData() + base;
+            size_t w = 0;
+            for (; i < count; ++i, ++w) {
+                uint32_t u = units[i];
+                unsigned char b = reverse.cells[reverse.blockOf[u >> 8] * 256u + (u & 0xFF)];
+                if (b == 0 && u != 0)
+                    break;
+                p[w] = b;
+            }
+            out.SetLength(base + w);
+            if (i >= count)
+                break;
+            // One character (a pair counts as one) through the codec's loop; its failure is at i.
+            size_t used = units[i] - 0xD800u < 0x400u && i + 1 < count ? 2 : 1;
+            ZrCodesetInfo one;
+            bool ok = Slow::To(units + i, used, out, &one, options);
+            if (one.failures) {
+                NoteFailure(info, i);
+                if (info)
+                    info->failures += one.failures - 1;
+            }
+            if (!ok)
+                return false;
+            i += used;
+        }
+        return true;
+    }
+};
+
 template <const SingleBytePage& Page> constexpr ZrConverter MakePage(const char* name) {
-    return Converter<PageCodec<Page>>::Make(name);
+    using Slow = Converter<PageCodec<Page>>;
+    return {PageConverter<Page>::To, PageConverter<Page>::From, Slow::ValidateTo, Slow::ValidateFrom, name};
 }
 
 } // namespace

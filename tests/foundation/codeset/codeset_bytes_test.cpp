@@ -217,6 +217,31 @@ TEST(CodesetBytes, DoubleByteExceptionsInsideText) {
     }
 }
 
+// Single-byte pages convert by table in a loop of their own and hand a byte or character the page
+// lacks to the general one; conversion must carry on after it in recovery.
+TEST(CodesetBytes, CodePageHolesInsideText) {
+    const unsigned kWindows1252 = 9;
+    std::string bytes = "abcdefgh\xE9\x81xyz\x81\x80";
+    Decoded strict = Decode(kWindows1252, bytes);
+    EXPECT_FALSE(strict.ok);
+    EXPECT_EQ(strict.info.errorPosition, 9u);
+    Decoded recovered = Decode(kWindows1252, bytes, kZrEncOptionRecoverable);
+    EXPECT_EQ(recovered.text, u"abcdefgh\u00E9\uFFFDxyz\uFFFD\u20AC");
+    EXPECT_EQ(recovered.info.failures, 2u);
+
+    ZrUniString text = Units(u"abcdefgh\u00E9\u4E00xyz\U00010000\u20AC\xDC00!");
+    const ZrConverter& conv = ZrCodesetConverter::GetConverter(kWindows1252);
+    ZrByteBuffer out;
+    ZrCodesetInfo info;
+    EXPECT_FALSE(conv.to(text.Units(), text.Length(), out, &info, 0));
+    EXPECT_EQ(info.errorPosition, 9u);
+    out.Clear();
+    info = {};
+    ASSERT_TRUE(conv.to(text.Units(), text.Length(), out, &info, kZrEncOptionRecoverable));
+    EXPECT_EQ(Bytes(out), "abcdefgh\xE9\\u4E00xyz\\uD800\\uDC00\x80\\uDC00!");
+    EXPECT_EQ(info.failures, 3u); // a pair is one character
+}
+
 // Byte-exact encodings of short texts where a character-by-character check against iconv says too
 // little: shift states, surrogate pairs, byte order marks and recovery escapes.
 struct Encoded {

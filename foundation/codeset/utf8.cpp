@@ -164,7 +164,11 @@ size_t DecodeRun(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*
 
 } // namespace
 
-bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options) {
+namespace {
+
+// The general loop: a character at a time, with pairs, failures and recovery escapes.
+bool ToOneByOne(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
+                unsigned options) {
     static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
     ByteSink sink(out, count + count / 2);
     if (options & kZrEncOptionAddByteOrderMarker) {
@@ -191,6 +195,76 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
             continue;
         }
         sink.Commit(len);
+        i += used;
+    }
+    return true;
+}
+
+// Writes 16 units below 0x80 as bytes when all of them are.
+inline bool PutAscii16(const ZrUniChar* units, unsigned char* out) {
+#if defined(__SSE2__)
+    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units));
+    __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + 8));
+    __m128i high = _mm_and_si128(_mm_or_si128(a, b), _mm_set1_epi16(static_cast<short>(0xFF80)));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) != 0xFFFF)
+        return false;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(a, b));
+    return true;
+#else
+    for (size_t k = 0; k < 16; ++k)
+        if (units[k] >= 0x80)
+            return false;
+    for (size_t k = 0; k < 16; ++k)
+        out[k] = static_cast<unsigned char>(units[k]);
+    return true;
+#endif
+}
+
+} // namespace
+
+// Straight into the buffer, sized once for three bytes a unit: each character below U+10000 is
+// written as three bytes of which one, two or all count (masks pick them, so mixed text costs no
+// mispredicted branches). Surrogates go through the general loop a character at a time.
+bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info, unsigned options) {
+    static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
+    if (options & kZrEncOptionAddByteOrderMarker)
+        out.Append(kBom, sizeof kBom);
+    size_t i = 0;
+    while (i < count) {
+        uint64_t base = out.Length();
+        out.SetLength(base + 3 * (count - i) + 2);
+        unsigned char* p = out.MutableData() + base;
+        size_t w = 0;
+        while (i < count) {
+            if (i + 16 <= count && PutAscii16(units + i, p + w)) {
+                i += 16, w += 16;
+                continue;
+            }
+            uint32_t u = units[i];
+            if (u - 0xD800u < 0x800u)
+                break;
+            uint32_t two = 0u - (u >= 0x80), three = 0u - (u >= 0x800);
+            uint32_t last = 0x80 | (u & 0x3F), mid = 0x80 | ((u >> 6) & 0x3F);
+            uint32_t lead = (u & ~two) | ((0xC0 | (u >> 6)) & two & ~three) | ((0xE0 | (u >> 12)) & three);
+            p[w] = static_cast<unsigned char>(lead);
+            p[w + 1] = static_cast<unsigned char>((mid & three) | (last & ~three));
+            p[w + 2] = static_cast<unsigned char>(last);
+            w += 1 - two - three;
+            ++i;
+        }
+        out.SetLength(base + w);
+        if (i >= count)
+            break;
+        size_t used = units[i] - 0xD800u < 0x400u && i + 1 < count ? 2 : 1;
+        ZrCodesetInfo one;
+        bool ok = ToOneByOne(units + i, used, out, &one, options & ~kZrEncOptionAddByteOrderMarker);
+        if (one.failures) {
+            Fail(info, i);
+            if (info)
+                info->failures += one.failures - 1;
+        }
+        if (!ok)
+            return false;
         i += used;
     }
     return true;

@@ -158,6 +158,25 @@ TEST(CodesetBytes, Utf8SequencesInsideLongText) {
     }
 }
 
+// UTF-8 encodes in blocks too; pairs and unpaired surrogates met inside them.
+TEST(CodesetBytes, Utf8SurrogatesInsideLongText) {
+    ZrUniString text =
+        Units(u"0123456789abcdefghij\u00E9\U0001F600\xDC00\u65E5\xD800klmnopqrstuvwxyz0123456789");
+    const ZrConverter& conv = ZrCodesetConverter::GetConverter(42);
+    ZrByteBuffer out;
+    ZrCodesetInfo info;
+    EXPECT_FALSE(conv.to(text.Units(), text.Length(), out, &info, 0));
+    EXPECT_EQ(info.errorPosition, 23u);
+    out.Clear();
+    info = {};
+    ASSERT_TRUE(conv.to(text.Units(), text.Length(), out, &info,
+                        kZrEncOptionRecoverable | kZrEncOptionAddByteOrderMarker));
+    EXPECT_EQ(Bytes(out), "\xEF\xBB\xBF"
+                          "0123456789abcdefghij\xC3\xA9\xF0\x9F\x98\x80\\uDC00\xE6\x97\xA5\\uD800"
+                          "klmnopqrstuvwxyz0123456789");
+    EXPECT_EQ(info.failures, 2u);
+}
+
 // The double-byte encodings convert runs of one- and two-byte codes in a loop of their own; what
 // that loop does not take (malformed or unmapped input, pairs, four-byte codes) is met here in the
 // middle of such runs and must fail at its own position and recover as it does on its own.

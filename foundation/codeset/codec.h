@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "foundation/codeset/charmaptable.h"
 #include "foundation/codeset/escape.h"
 #include "foundation/codeset/zrconverter.h"
 
@@ -93,6 +94,44 @@ private:
     uint32_t m_base;
     ZrUniChar* m_begin;
     ZrUniChar* m_pos;
+};
+
+// Encoded bytes written straight into the buffer, which stays sized for what is left at `perUnit`
+// bytes a unit (growing by doubling when a character takes more); cut to what was written at the end.
+class DirectBytes {
+public:
+    DirectBytes(ZrByteBuffer& out, size_t count, size_t perUnit)
+        : m_out(out), m_base(out.Length()), m_perUnit(perUnit) {
+        Grow(count * perUnit + kSlack);
+    }
+    ~DirectBytes() { m_out.SetLength(m_base + m_written); }
+    DirectBytes(const DirectBytes&) = delete;
+    DirectBytes& operator=(const DirectBytes&) = delete;
+
+    unsigned char* Data() { return m_data; }
+    size_t& Written() { return m_written; }
+    // Appends n bytes, keeping room for `left` more units.
+    void Put(const unsigned char* bytes, size_t n, size_t left) {
+        size_t need = m_written + n + left * m_perUnit + kSlack;
+        if (need > m_room)
+            Grow(need > 2 * m_room ? need : 2 * m_room);
+        std::memcpy(m_data + m_written, bytes, n);
+        m_written += n;
+    }
+
+private:
+    static constexpr size_t kSlack = 8; // loops may store a few bytes past what they count
+    void Grow(size_t room) {
+        m_room = room;
+        m_out.SetLength(m_base + room);
+        m_data = m_out.MutableData() + m_base;
+    }
+    ZrByteBuffer& m_out;
+    uint64_t m_base;
+    size_t m_perUnit;
+    size_t m_room = 0;
+    size_t m_written = 0;
+    unsigned char* m_data = nullptr;
 };
 
 // Encoded bytes gather here and reach the buffer in blocks: a short result is one append of exactly
@@ -293,6 +332,126 @@ template <class Codec> struct Converter {
     }
 
     static constexpr ZrConverter Make(const char* name) { return {To, From, ValidateTo, ValidateFrom, name}; }
+};
+
+// The grid of a table, read into locals once per conversion.
+struct Grid {
+    const uint16_t* cells;
+    unsigned leadLo, leadSpan, trailLo, trailSpan, width;
+
+    explicit Grid(const CharmapTable& t)
+        : cells(t.cells), leadLo(t.leadLo), leadSpan(t.leadHi - t.leadLo), trailLo(t.trailLo),
+          trailSpan(t.trailHi - t.trailLo), width(t.trailHi - t.trailLo + 1u) {}
+
+    // The character of the two-byte code, 0 for none; no branch on the byte ranges.
+    uint32_t At(unsigned lead, unsigned trail) const {
+        unsigned l = lead - leadLo, t = trail - trailLo;
+        // All ones inside the grid; outside, cell 0 is read and masked away. Masks rather than
+        // conditions, which the compiler turns into branches that mispredict on mixed text.
+        uint32_t in = 0u - ((l <= leadSpan) & (t <= trailSpan));
+        return cells[(l * width + t) & in] & in;
+    }
+};
+
+// Faster loops over the common case of a table-driven double-byte encoding: one- and two-byte codes
+// the table holds are converted in place, with no per-character call and no branch on the code
+// length (text mixes the two at random). Anything else (malformed or unmapped input, surrogate
+// pairs, GB18030 four-byte codes) goes through the codec one character at a time exactly as
+// Converter<Codec> does, so failure positions and recovery are the same.
+//   Codec::Quick(const Grid&, const uint16_t* single, const unsigned char* p, unsigned& n): the
+//       character of a one- or two-byte code at p (two bytes readable), n its length, 0 for "ask the
+//       codec".
+//   Codec::QuickCode(reverse, u): the code of the unit (0 for U+0000 and for "ask the codec").
+template <class Codec> struct QuickConverter {
+    using Slow = Converter<Codec>;
+
+    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
+                     unsigned options) {
+        typename Codec::State state{};
+        if (!UnitSink::Fits(out.Length(), length)) {
+            NoteFailure(info, 0);
+            return false;
+        }
+        const Grid grid(Codec::kTable);
+        const uint16_t* single = Codec::kTable.single;
+        UnitSink sink(out, length);
+        const bool recover = options & kZrEncOptionRecoverable;
+        size_t i = 0;
+        while (i < length) {
+            ZrUniChar* o = sink.Cursor();
+            while (i + 2 <= length) {
+                unsigned n;
+                uint32_t cp = Codec::Quick(grid, single, bytes + i, n);
+                if (cp == 0)
+                    break;
+                *o++ = static_cast<ZrUniChar>(cp);
+                i += n;
+            }
+            sink.Cursor() = o;
+            if (i >= length)
+                break;
+            uint32_t cp;
+            int n = Codec::Decode(state, bytes + i, length - i, cp);
+            if (n > 0) {
+                sink.Put(cp);
+                i += static_cast<size_t>(n);
+                continue;
+            }
+            NoteFailure(info, i);
+            if (!recover)
+                return false;
+            sink.Put(kReplacementChar);
+            i += static_cast<size_t>(-n);
+        }
+        return true;
+    }
+
+    // Writes straight into the buffer; a character the table does not give in one or two bytes goes
+    // through the codec, and one it cannot encode gets the recovery escape of the general loop. The
+    // codecs here have no state, marks or closing bytes.
+    static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
+                   unsigned options) {
+        typename Codec::State state{};
+        const ReverseMap<uint16_t> reverse = Codec::kTable.reverse;
+        DirectBytes direct(out, count, 2);
+        size_t i = 0;
+        while (true) {
+            unsigned char* p = direct.Data();
+            size_t w = direct.Written();
+            for (; i < count; ++i) {
+                uint32_t u = units[i];
+                uint32_t code = Codec::QuickCode(reverse, u);
+                if ((code == 0 && u != 0) | (u - 0xD800u < 0x800u))
+                    break;
+                bool two = code > 0xFF;
+                p[w] = static_cast<unsigned char>(two ? code >> 8 : code);
+                p[w + 1] = static_cast<unsigned char>(code);
+                w += 1 + two;
+            }
+            direct.Written() = w;
+            if (i >= count)
+                return true;
+            size_t used;
+            uint32_t cp = ReadScalar(units, count, i, used);
+            unsigned char bytes[16];
+            size_t n = cp == kNoChar ? 0 : Codec::Encode(state, cp, bytes);
+            if (n != 0) {
+                direct.Put(bytes, n, count - i - used);
+            } else {
+                NoteFailure(info, i);
+                if (!(options & kZrEncOptionRecoverable))
+                    return false;
+                ZrByteBuffer escape;
+                Slow::To(units + i, used, escape, nullptr, kZrEncOptionRecoverable);
+                direct.Put(escape.Data(), escape.Length(), count - i - used);
+            }
+            i += used;
+        }
+    }
+
+    static constexpr ZrConverter Make(const char* name) {
+        return {To, From, Slow::ValidateTo, Slow::ValidateFrom, name};
+    }
 };
 
 // Defaults for codecs without state, marks or closing bytes.

@@ -26,25 +26,6 @@ inline bool TableKeepsAscii(const CharmapTable& table) {
     return true;
 }
 
-// The grid of a table, read into locals once per conversion.
-struct Grid {
-    const uint16_t* cells;
-    unsigned leadLo, leadSpan, trailLo, trailSpan, width;
-
-    explicit Grid(const CharmapTable& t)
-        : cells(t.cells), leadLo(t.leadLo), leadSpan(t.leadHi - t.leadLo), trailLo(t.trailLo),
-          trailSpan(t.trailHi - t.trailLo), width(t.trailHi - t.trailLo + 1u) {}
-
-    // The character of the two-byte code, 0 for none; no branch on the byte ranges.
-    uint32_t At(unsigned lead, unsigned trail) const {
-        unsigned l = lead - leadLo, t = trail - trailLo;
-        // All ones inside the grid; outside, cell 0 is read and masked away. Masks rather than
-        // conditions, which the compiler turns into branches that mispredict on mixed text.
-        uint32_t in = 0u - ((l <= leadSpan) & (t <= trailSpan));
-        return cells[(l * width + t) & in] & in;
-    }
-};
-
 template <const CharmapTable& Table> struct DoubleByteCodec : StatelessCodec {
     static constexpr const CharmapTable& kTable = Table;
     static uint32_t Quick(const Grid& grid, const uint16_t* single, const unsigned char* p, unsigned& n) {
@@ -152,105 +133,6 @@ struct Gb18030Codec : StatelessCodec {
             return PutCode(code, out);
         uint32_t linear = T.Linear4(cp);
         return linear == ~0u ? 0 : PutLinear(linear, out);
-    }
-};
-
-// Faster loops over the common case of a table-driven double-byte encoding: one- and two-byte codes
-// the table holds are converted in place, with no per-character call and no branch on the code
-// length (text mixes the two at random). Anything else (malformed or unmapped input, surrogate
-// pairs, GB18030 four-byte codes) goes through the codec one character at a time exactly as
-// Converter<Codec> does, so failure positions and recovery are the same.
-//   Codec::Quick(const Grid&, const uint16_t* single, const unsigned char* p, unsigned& n): the
-//       character of a one- or two-byte code at p (two bytes readable), n its length, 0 for "ask the
-//       codec".
-//   Codec::QuickCode(reverse, u): the code of the unit (0 for U+0000 and for "ask the codec").
-template <class Codec> struct QuickConverter {
-    using Slow = Converter<Codec>;
-
-    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
-                     unsigned options) {
-        typename Codec::State state{};
-        if (!UnitSink::Fits(out.Length(), length)) {
-            NoteFailure(info, 0);
-            return false;
-        }
-        const Grid grid(Codec::kTable);
-        const uint16_t* single = Codec::kTable.single;
-        UnitSink sink(out, length);
-        const bool recover = options & kZrEncOptionRecoverable;
-        size_t i = 0;
-        while (i < length) {
-            ZrUniChar* o = sink.Cursor();
-            while (i + 2 <= length) {
-                unsigned n;
-                uint32_t cp = Codec::Quick(grid, single, bytes + i, n);
-                if (cp == 0)
-                    break;
-                *o++ = static_cast<ZrUniChar>(cp);
-                i += n;
-            }
-            sink.Cursor() = o;
-            if (i >= length)
-                break;
-            uint32_t cp;
-            int n = Codec::Decode(state, bytes + i, length - i, cp);
-            if (n > 0) {
-                sink.Put(cp);
-                i += static_cast<size_t>(n);
-                continue;
-            }
-            NoteFailure(info, i);
-            if (!recover)
-                return false;
-            sink.Put(kReplacementChar);
-            i += static_cast<size_t>(-n);
-        }
-        return true;
-    }
-
-    // Writes straight into the buffer, sized for two bytes a unit; a character that needs the codec
-    // (or a recovery escape) is written through the general loop, a character at a time.
-    static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
-                   unsigned options) {
-        const ReverseMap<uint16_t> reverse = Codec::kTable.reverse;
-        size_t i = 0;
-        while (i < count) {
-            uint64_t base = out.Length();
-            out.SetLength(base + 2 * (count - i));
-            unsigned char* p = out.MutableData() + base;
-            size_t w = 0;
-            for (; i < count; ++i) {
-                uint32_t u = units[i];
-                uint32_t code = Codec::QuickCode(reverse, u);
-                if ((code == 0 && u != 0) | (u - 0xD800u < 0x800u))
-                    break;
-                bool two = code > 0xFF;
-                p[w] = static_cast<unsigned char>(two ? code >> 8 : code);
-                p[w + 1] = static_cast<unsigned char>(code);
-                w += 1 + two;
-            }
-            out.SetLength(base + w);
-            if (i >= count)
-                break;
-            // One character (a pair counts as one) through the general loop; its failure, if any,
-            // is at i.
-            size_t used = units[i] - 0xD800u < 0x400u && i + 1 < count ? 2 : 1;
-            ZrCodesetInfo one;
-            bool ok = Slow::To(units + i, used, out, &one, options);
-            if (one.failures) {
-                NoteFailure(info, i);
-                if (info)
-                    info->failures += one.failures - 1;
-            }
-            if (!ok)
-                return false;
-            i += used;
-        }
-        return true;
-    }
-
-    static constexpr ZrConverter Make(const char* name) {
-        return {To, From, Slow::ValidateTo, Slow::ValidateFrom, name};
     }
 };
 

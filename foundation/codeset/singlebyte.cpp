@@ -91,12 +91,11 @@ template <const SingleBytePage& Page> struct PageConverter {
     static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
                    unsigned options) {
         const ReverseMap<uint8_t> reverse = Page.fromUnicode;
+        DirectBytes direct(out, count, 1);
         size_t i = 0;
-        while (i < count) {
-            uint64_t base = out.Length();
-            out.SetLength(base + (count - i));
-            unsigned char* p = out.MutableData() + base;
-            size_t w = 0;
+        while (true) {
+            unsigned char* p = direct.Data();
+            size_t w = direct.Written();
             for (; i < count; ++i, ++w) {
                 uint32_t u = units[i];
                 unsigned char b = reverse.cells[reverse.blockOf[u >> 8] * 256u + (u & 0xFF)];
@@ -104,23 +103,21 @@ template <const SingleBytePage& Page> struct PageConverter {
                     break;
                 p[w] = b;
             }
-            out.SetLength(base + w);
+            direct.Written() = w;
             if (i >= count)
-                break;
-            // One character (a pair counts as one) through the codec's loop; its failure is at i.
-            size_t used = units[i] - 0xD800u < 0x400u && i + 1 < count ? 2 : 1;
-            ZrCodesetInfo one;
-            bool ok = Slow::To(units + i, used, out, &one, options);
-            if (one.failures) {
-                NoteFailure(info, i);
-                if (info)
-                    info->failures += one.failures - 1;
-            }
-            if (!ok)
+                return true;
+            // Nothing the page lacks encodes: the general loop writes the escape (a pair is one
+            // character).
+            size_t used =
+                units[i] - 0xD800u < 0x400u && i + 1 < count && units[i + 1] - 0xDC00u < 0x400u ? 2 : 1;
+            NoteFailure(info, i);
+            if (!(options & kZrEncOptionRecoverable))
                 return false;
+            ZrByteBuffer escape;
+            Slow::To(units + i, used, escape, nullptr, kZrEncOptionRecoverable);
+            direct.Put(escape.Data(), escape.Length(), count - i - used);
             i += used;
         }
-        return true;
     }
 };
 

@@ -166,40 +166,6 @@ size_t DecodeRun(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*
 
 namespace {
 
-// The general loop: a character at a time, with pairs, failures and recovery escapes.
-bool ToOneByOne(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
-                unsigned options) {
-    static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
-    ByteSink sink(out, count + count / 2);
-    if (options & kZrEncOptionAddByteOrderMarker) {
-        std::memcpy(sink.Reserve(), kBom, sizeof kBom);
-        sink.Commit(sizeof kBom);
-    }
-    size_t i = 0;
-    while (i < count) {
-        // Runs of ASCII are copied a unit per byte without the general path.
-        if (units[i] < 0x80) {
-            i += sink.PutAscii(units + i, count - i);
-            continue;
-        }
-        unsigned char* p = sink.Reserve();
-        size_t len = 0;
-        size_t used = EncodeOne(units, count, i, p, len);
-        if (used == 0) {
-            Fail(info, i);
-            if (!(options & kZrEncOptionRecoverable))
-                return false;
-            sink.Flush();
-            AppendEscape(out, units[i]);
-            ++i;
-            continue;
-        }
-        sink.Commit(len);
-        i += used;
-    }
-    return true;
-}
-
 // Writes 16 units below 0x80 as bytes when all of them are.
 inline bool PutAscii16(const ZrUniChar* units, unsigned char* out) {
 #if defined(__SSE2__)
@@ -229,12 +195,11 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
     static const unsigned char kBom[] = {0xEF, 0xBB, 0xBF};
     if (options & kZrEncOptionAddByteOrderMarker)
         out.Append(kBom, sizeof kBom);
+    DirectBytes direct(out, count, 3);
     size_t i = 0;
-    while (i < count) {
-        uint64_t base = out.Length();
-        out.SetLength(base + 3 * (count - i) + 2);
-        unsigned char* p = out.MutableData() + base;
-        size_t w = 0;
+    while (true) {
+        unsigned char* p = direct.Data();
+        size_t w = direct.Written();
         while (i < count) {
             if (i + 16 <= count && PutAscii16(units + i, p + w)) {
                 i += 16, w += 16;
@@ -252,22 +217,25 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
             w += 1 - two - three;
             ++i;
         }
-        out.SetLength(base + w);
+        direct.Written() = w;
         if (i >= count)
-            break;
-        size_t used = units[i] - 0xD800u < 0x400u && i + 1 < count ? 2 : 1;
-        ZrCodesetInfo one;
-        bool ok = ToOneByOne(units + i, used, out, &one, options & ~kZrEncOptionAddByteOrderMarker);
-        if (one.failures) {
-            Fail(info, i);
-            if (info)
-                info->failures += one.failures - 1;
+            return true;
+        unsigned char bytes[4];
+        size_t len = 0;
+        size_t used = EncodeOne(units, count, i, bytes, len);
+        if (used != 0) {
+            direct.Put(bytes, len, count - i - used);
+            i += used;
+            continue;
         }
-        if (!ok)
+        Fail(info, i);
+        if (!(options & kZrEncOptionRecoverable))
             return false;
-        i += used;
+        ZrByteBuffer escape;
+        AppendEscape(escape, units[i]);
+        direct.Put(escape.Data(), escape.Length(), count - i - 1);
+        ++i;
     }
-    return true;
 }
 
 bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,

@@ -261,6 +261,33 @@ TEST(CodesetBytes, CodePageHolesInsideText) {
     EXPECT_EQ(info.failures, 3u); // a pair is one character
 }
 
+// Encoders write into a buffer sized from the text; recovery escapes take more than that and must
+// grow it, however many there are.
+TEST(CodesetBytes, RecoveryEscapesOutgrowTheEstimate) {
+    const struct {
+        unsigned id;
+        char16_t unit;
+    } kRows[] = {{0, u'\u0E01'}, {34, u'\u0E01'}, {9, u'\u4E00'}, {42, u'\xDC00'}};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.id);
+        std::u16string units(1000, row.unit);
+        units += u"x";
+        ZrUniString text = Units(units);
+        ZrByteBuffer out;
+        ZrCodesetInfo info;
+        ASSERT_TRUE(ZrCodesetConverter::GetConverter(row.id).to(text.Units(), text.Length(), out, &info,
+                                                                kZrEncOptionRecoverable));
+        std::string escape = row.unit == u'\u0E01'   ? "\\u0E01"
+                             : row.unit == u'\u4E00' ? "\\u4E00"
+                                                     : "\\uDC00";
+        std::string expected;
+        for (int k = 0; k < 1000; ++k)
+            expected += escape;
+        EXPECT_EQ(Bytes(out), expected + "x");
+        EXPECT_EQ(info.failures, 1000u);
+    }
+}
+
 // Byte-exact encodings of short texts where a character-by-character check against iconv says too
 // little: shift states, surrogate pairs, byte order marks and recovery escapes.
 struct Encoded {

@@ -70,6 +70,14 @@ template <const SingleBytePage& Page> struct PageConverter {
         size_t i = 0;
         while (i < length) {
             ZrUniChar* o = sink.Cursor();
+            // Four bytes a round with one test for a hole among them; the byte loop finds it.
+            for (; i + 4 <= length; i += 4, o += 4) {
+                uint16_t u0 = table[bytes[i]], u1 = table[bytes[i + 1]];
+                uint16_t u2 = table[bytes[i + 2]], u3 = table[bytes[i + 3]];
+                if ((u0 == 0xFFFF) | (u1 == 0xFFFF) | (u2 == 0xFFFF) | (u3 == 0xFFFF))
+                    break;
+                o[0] = u0, o[1] = u1, o[2] = u2, o[3] = u3;
+            }
             for (; i < length; ++i) {
                 uint16_t u = table[bytes[i]];
                 if (u == 0xFFFF)

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 
+#include "foundation/crypto/zrbyteorder.h"
 #include "foundation/crypto/zrsecurewipe.h"
 
 bool ZrDES::encryptdata = true;
@@ -169,17 +170,8 @@ inline uint32_t Feistel(const DesTables& t, uint32_t half, uint32_t kOdd, uint32
     return f;
 }
 
-inline uint32_t LoadLE(const unsigned char* p) {
-    return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
-           (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
-}
-
-inline void StoreLE(uint32_t v, unsigned char* p) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-    p[2] = static_cast<unsigned char>(v >> 16);
-    p[3] = static_cast<unsigned char>(v >> 24);
-}
+using zr_crypto::LoadLE;
+using zr_crypto::StoreLE;
 
 // Copies the first `count` bytes of `buffer` to `out`, zero-filling what the buffer lacks.
 void CopyPadded(const ZrByteBuffer& buffer, unsigned char* out, size_t count) {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "foundation/crypto/zrbyteorder.h"
 #include "foundation/crypto/zrsecurewipe.h"
 
 namespace {
@@ -10,17 +11,8 @@ inline uint32_t Rotl(uint32_t v, unsigned n) {
     return (v << n) | (v >> (32 - n));
 }
 
-inline uint32_t LoadLE(const unsigned char* p) {
-    return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
-           (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
-}
-
-inline void StoreLE(uint32_t v, unsigned char* p) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-    p[2] = static_cast<unsigned char>(v >> 16);
-    p[3] = static_cast<unsigned char>(v >> 24);
-}
+using zr_crypto::LoadLE;
+using zr_crypto::StoreLE;
 
 // Message word i of a block, read where it lies rather than copied to the stack, so that no copy of
 // (possibly secret) input is left behind in a dead frame.

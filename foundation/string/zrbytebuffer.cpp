@@ -5,13 +5,44 @@
 #include <new>
 #include <utility>
 
+void* ZrByteBufferRep::operator new(std::size_t size) {
+    if (void* block = std::malloc(size))
+        return block;
+    throw std::bad_alloc();
+}
+
+void ZrByteBufferRep::operator delete(void* block) {
+    std::free(block);
+}
+
+ZrByteBufferRep* ZrByteBufferRep::New(uint64_t length, uint64_t capacity) {
+    void* block = std::malloc(sizeof(ZrByteBufferRep) + capacity);
+    if (!block)
+        throw std::bad_alloc();
+    auto* rep = ::new (block) ZrByteBufferRep;
+    rep->m_data = reinterpret_cast<unsigned char*>(rep + 1);
+    rep->m_dataInline = true;
+    rep->m_length = length;
+    rep->m_capacity = capacity;
+    return rep;
+}
+
 void ZrByteBufferRep::_extend(uint64_t newLength, bool setLength) {
     uint64_t headroom = setLength ? newLength / 8 + 16 : 16;
     uint64_t capacity = (newLength + headroom) & ~uint64_t(15);
-    void* block = std::realloc(m_data, capacity);
+    void* block;
+    if (m_dataInline) {
+        // The room behind the representation cannot grow in place: the bytes leave it for good.
+        block = std::malloc(capacity);
+        if (block)
+            std::memcpy(block, m_data, m_capacity < capacity ? m_capacity : capacity);
+    } else {
+        block = std::realloc(m_data, capacity);
+    }
     if (!block)
         throw std::bad_alloc();
     m_data = static_cast<unsigned char*>(block);
+    m_dataInline = false;
     m_capacity = capacity;
     if (setLength)
         m_length = newLength;
@@ -23,7 +54,8 @@ void ZrByteBufferRep::Release() {
 }
 
 ZrByteBufferRep::~ZrByteBufferRep() {
-    std::free(m_data);
+    if (!m_dataInline)
+        std::free(m_data);
 }
 
 void ZrByteBufferRep::Insert(uint64_t position, uint64_t count, const void* bytes) {
@@ -86,11 +118,11 @@ void ZrByteBuffer::_Unique() {
     }
     if (m_pRep->m_refCount == 1)
         return;
-    auto* copy = new ZrByteBufferRep;
-    if (m_pRep->m_length) {
-        copy->_extend(m_pRep->m_length, true);
-        std::memcpy(copy->m_data, m_pRep->m_data, m_pRep->m_length);
-    }
+    uint64_t length = m_pRep->m_length;
+    ZrByteBufferRep* copy =
+        length ? ZrByteBufferRep::New(length, ZrByteBufferRep::GrownCapacity(length)) : new ZrByteBufferRep;
+    if (length)
+        std::memcpy(copy->m_data, m_pRep->m_data, length);
     m_pRep->Release();
     m_pRep = copy;
 }
@@ -101,6 +133,11 @@ unsigned char* ZrByteBuffer::MutableData() {
 }
 
 void ZrByteBuffer::Append(const void* bytes, uint64_t count) {
+    if (!m_pRep && count) {
+        m_pRep = ZrByteBufferRep::New(count, ZrByteBufferRep::GrownCapacity(count));
+        std::memcpy(m_pRep->m_data, bytes, count);
+        return;
+    }
     _Unique();
     uint64_t length = m_pRep->m_length;
     if (length + count >= m_pRep->m_capacity)
@@ -114,14 +151,8 @@ void ZrByteBuffer::Append(const void* bytes, uint64_t count) {
 void ZrByteBuffer::AssignExact(const void* bytes, uint64_t count) {
     ZrByteBufferRep* rep = nullptr;
     if (count) {
-        rep = new ZrByteBufferRep;
-        rep->m_data = static_cast<unsigned char*>(std::malloc(count));
-        if (!rep->m_data) {
-            delete rep;
-            throw std::bad_alloc();
-        }
+        rep = ZrByteBufferRep::New(count, count);
         std::memcpy(rep->m_data, bytes, count);
-        rep->m_length = rep->m_capacity = count;
     }
     if (m_pRep)
         m_pRep->Release();
@@ -144,6 +175,11 @@ void ZrByteBuffer::SetLength(uint64_t length) {
     uint64_t old = Length();
     if (length == old)
         return;
+    if (!m_pRep) {
+        m_pRep = ZrByteBufferRep::New(length, ZrByteBufferRep::GrownCapacity(length));
+        std::memset(m_pRep->m_data, 0, length);
+        return;
+    }
     _Unique();
     if (length < old) {
         m_pRep->m_length = length;

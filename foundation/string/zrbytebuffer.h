@@ -18,6 +18,17 @@ public:
     ZrByteBufferRep(const ZrByteBufferRep&) = delete;
     ZrByteBufferRep& operator=(const ZrByteBufferRep&) = delete;
 
+    // A representation of `length` bytes whose first block of `capacity` bytes sits right behind it,
+    // in the same allocation: most buffers are written once and never grow, and for them this halves
+    // the calls into the allocator and the memory lost to block headers. The bytes move to a block of
+    // their own the first time they outgrow that room.
+    static ZrByteBufferRep* New(uint64_t length, uint64_t capacity);
+    // The capacity _extend(length, true) gives.
+    static uint64_t GrownCapacity(uint64_t length) { return (length + length / 8 + 16) & ~uint64_t(15); }
+    // Representations live in malloc'ed memory, with or without room behind them.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* block);
+
     // Reallocates to (newLength + headroom) rounded down to 16 bytes; the headroom is
     // newLength/8 + 16 when the length is set as well, 16 otherwise.
     virtual void _extend(uint64_t newLength, bool setLength);
@@ -29,6 +40,8 @@ public:
     void Remove(uint64_t position, uint64_t count);
 
     uint32_t m_refCount = 1;
+    // Whether m_data points at the room behind this representation rather than at a block of its own.
+    bool m_dataInline = false;
     uint64_t m_length = 0;
     uint64_t m_capacity = 0;
     unsigned char* m_data = nullptr;

@@ -12,8 +12,7 @@ ZrUniString::ZrUniString(const char* utf8) {
     uint64_t length = std::strlen(utf8);
     if (length == 0)
         return;
-    m_pRep = new ZrByteBufferRep;
-    m_pRep->_extend(length * 2, true);
+    m_pRep = ZrByteBufferRep::New(length * 2, ZrByteBufferRep::GrownCapacity(length * 2));
     auto* units = reinterpret_cast<ZrUniChar*>(m_pRep->m_data);
     const auto* bytes = reinterpret_cast<const unsigned char*>(utf8);
     unsigned char seen = 0;
@@ -85,8 +84,12 @@ void ZrUniString::Truncate(uint32_t n) {
     uint32_t length = Length();
     if (n == length)
         return;
-    _Unique();
     uint64_t bytes = uint64_t(n) * 2;
+    if (!m_pRep) {
+        m_pRep = ZrByteBufferRep::New(bytes, ZrByteBufferRep::GrownCapacity(bytes));
+        return;
+    }
+    _Unique();
     if (n > length && bytes >= m_pRep->m_capacity)
         m_pRep->_extend(bytes, true);
     else

@@ -103,6 +103,73 @@ TEST(ZrByteBufferEdit, InsertRemoveAndSetLength) {
     EXPECT_EQ(a, ZrByteBuffer("LLO", 3));
 }
 
+// Random edits on buffers born in every way (append, exact assignment, zero fill, copy of a shared
+// one) against a plain vector: bytes must survive every move out of a buffer's first room, and the
+// capacity must keep the growth rule whatever the room was.
+TEST(ZrByteBufferEdit, RandomEditsMatchAPlainVector) {
+    std::mt19937 rng(2026);
+    for (int round = 0; round < 300; ++round) {
+        std::vector<unsigned char> model(rng() % 40);
+        for (auto& b : model)
+            b = static_cast<unsigned char>(rng());
+        ZrByteBuffer buffer, keeper;
+        switch (round % 4) {
+        case 0:
+            buffer.Append(model.data(), model.size());
+            break;
+        case 1:
+            buffer.AssignExact(model.data(), model.size());
+            break;
+        case 2:
+            buffer.SetLength(model.size());
+            if (!model.empty())
+                std::memcpy(buffer.MutableData(), model.data(), model.size());
+            break;
+        case 3:
+            keeper.Append(model.data(), model.size());
+            buffer = keeper;
+            break;
+        }
+        std::vector<unsigned char> kept = model;
+        for (int step = 0; step < 20; ++step) {
+            unsigned char bytes[64];
+            for (auto& b : bytes)
+                b = static_cast<unsigned char>(rng());
+            size_t count = rng() % 64, at = model.empty() ? 0 : rng() % (model.size() + 1);
+            switch (rng() % 4) {
+            case 0:
+                buffer.Append(bytes, count);
+                model.insert(model.end(), bytes, bytes + count);
+                break;
+            case 1:
+                buffer.InsertBytes(at, bytes, count);
+                model.insert(model.begin() + at, bytes, bytes + count);
+                break;
+            case 2:
+                count = std::min(count, model.size() - at);
+                buffer.RemoveBytes(at, count);
+                model.erase(model.begin() + at, model.begin() + at + count);
+                break;
+            case 3: {
+                uint64_t capacity = buffer.Capacity(), length = model.size() + count;
+                buffer.SetLength(length);
+                model.resize(length, 0);
+                if (length >= capacity) {
+                    EXPECT_EQ(buffer.Capacity(), (length + length / 8 + 16) & ~uint64_t(15));
+                }
+                break;
+            }
+            }
+            ASSERT_EQ(buffer.Length(), model.size());
+            ASSERT_TRUE(model.empty() || std::memcmp(buffer.Data(), model.data(), model.size()) == 0);
+            ASSERT_LE(buffer.Length(), buffer.Capacity());
+        }
+        if (round % 4 == 3) {
+            EXPECT_TRUE(kept.empty() || std::memcmp(keeper.Data(), kept.data(), kept.size()) == 0);
+        }
+    }
+}
+
 TEST(ZrByteBufferEdit, WipeZeroesEverySharingHandle) {
     ZrByteBuffer secret("pa55word", 8);
     ZrByteBuffer copy(secret);

@@ -1,5 +1,6 @@
 #include "net/zrdns.h"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <sys/socket.h>
 
@@ -39,7 +40,13 @@ bool ZrDNS::GetAddressList(const ZrUniString& name, ZrDList<ZrInetAddr>& address
 }
 
 bool ZrDNS::Resolve(const std::string& name, std::vector<ZrInetAddr>& found) {
-
+    // A dotted-quad address (the usual way a server is configured) needs no name service: skipping it
+    // spares the process the resolver's configuration files and the library code that reads them.
+    in_addr numeric;
+    if (::inet_pton(AF_INET, name.c_str(), &numeric) == 1) {
+        found.push_back(ZrInetAddr(&numeric));
+        return true;
+    }
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_DGRAM;

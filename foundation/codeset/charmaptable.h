@@ -6,6 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+// The arrays of the tables live in a section of their own, apart from the small constants that code
+// reads all the time: the kernel maps file pages around every one it faults in, so a table sharing
+// such a neighbourhood with hot data would be resident in every process, used or not.
+#define ZR_CODESET_TABLE __attribute__((section("zr_codeset_tables")))
+
 namespace zr_codeset {
 
 // Unicode (BMP) to code, as 256-entry blocks picked by the high byte of the character. Block 0 is

@@ -13,7 +13,7 @@ namespace zr_codeset::utf8 {
 namespace {
 
 // Decodes one scalar value at p; returns its byte count, or 0 when the bytes there are not UTF-8.
-size_t DecodeOne(const unsigned char* p, size_t left, uint32_t& cp) {
+ZR_CODESET_HOT size_t DecodeOne(const unsigned char* p, size_t left, uint32_t& cp) {
     unsigned char b = p[0];
     if (b < 0x80) {
         cp = b;
@@ -43,7 +43,8 @@ size_t DecodeOne(const unsigned char* p, size_t left, uint32_t& cp) {
 }
 
 // Encodes the scalar value at units[i] (a pair counts as one); returns units consumed, 0 when unpaired.
-size_t EncodeOne(const ZrUniChar* units, size_t count, size_t i, unsigned char* buf, size_t& len) {
+ZR_CODESET_HOT size_t EncodeOne(const ZrUniChar* units, size_t count, size_t i, unsigned char* buf,
+                                size_t& len) {
     uint32_t cp = units[i];
     size_t used = 1;
     if (cp >= 0xD800 && cp <= 0xDBFF) {
@@ -76,7 +77,7 @@ size_t EncodeOne(const ZrUniChar* units, size_t count, size_t i, unsigned char* 
     return used;
 }
 
-void Fail(ZrCodesetInfo* info, uint64_t position) {
+ZR_CODESET_HOT void Fail(ZrCodesetInfo* info, uint64_t position) {
     if (info) {
         if (info->failures == 0)
             info->errorPosition = position;
@@ -127,7 +128,7 @@ inline bool CopyAscii16(const unsigned char* p, ZrUniChar* out) {
 // every length is computed and the right one selected, and a character always stores two units
 // (the second is overwritten unless it was a pair). Stops at the first byte that needs a closer look
 // (malformed, or fewer than four bytes left); returns the position reached.
-size_t DecodeRun(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& cursor) {
+ZR_CODESET_HOT size_t DecodeRun(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& cursor) {
     ZrUniChar* out = cursor;
     while (i + 4 <= length) {
         const unsigned char* p = bytes + i;

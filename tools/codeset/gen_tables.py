@@ -94,7 +94,7 @@ def fmt_array(ctype, name, values, per_line=16, width=4):
     rows = []
     for i in range(0, len(values), per_line):
         rows.append("    " + ", ".join("0x%0*X" % (width, v) for v in values[i:i + per_line]) + ",")
-    return "constexpr %s %s[%d] = {\n%s\n};\n" % (ctype, name, len(values), "\n".join(rows))
+    return "constexpr %s %s[%d] ZR_CODESET_TABLE = {\n%s\n};\n" % (ctype, name, len(values), "\n".join(rows))
 
 
 def reverse_map(prefix, pairs, cell_type, width):
@@ -231,11 +231,11 @@ def gen_multibyte(directory, src, cname, kind):
                 raise SystemExit("GB18030: U+%04X has both a two- and a four-byte code" % cp)
         encode = {cp: v for cp, v in encode.items() if v != 0}
         rows = "\n".join("    {%d, 0x%04X, %d}," % tuple(r) for r in runs)
-        out.append("constexpr FourByteRange k%sRanges[%d] = {\n%s\n};\n" % (cname, len(runs), rows))
+        out.append("constexpr FourByteRange k%sRanges[%d] ZR_CODESET_TABLE = {\n%s\n};\n" % (cname, len(runs), rows))
         by_cp = sorted(range(len(runs)), key=lambda i: runs[i][1])
         out.append(fmt_array("uint16_t", "k%sRangesByUnicode" % cname, by_cp, 16, 4))
         rows = "\n".join("    {0x%04X, 0x%05X}," % w for w in sorted(wide))
-        out.append("constexpr WideTwoByteCode k%sWide[%d] = {\n%s\n};\n" % (cname, len(wide), rows))
+        out.append("constexpr WideTwoByteCode k%sWide[%d] ZR_CODESET_TABLE = {\n%s\n};\n" % (cname, len(wide), rows))
         ranges_ref = "k%sRanges, k%sRangesByUnicode, %d, k%sWide, %d" % (cname, cname, len(runs), cname, len(wide))
     text, ref = reverse_map("k%sFrom" % cname, encode, "uint16_t", 4)
     out.append(text + "\n}  // namespace\n\n")

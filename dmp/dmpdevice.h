@@ -1,8 +1,11 @@
 // DMPDevice: what an endpoint remembers of a device the peer added, copied out of the add-device
-// request so that a later removal can report the same data. Plain value; cannot fail.
+// request so that a later removal can report the same data. The six texts share one block (an agent
+// keeps one record per mapped drive for its whole life, so their size adds up), which is wiped when
+// the record goes: it holds the drive's credentials. Cannot fail but for allocation.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace wex::common::dmp {
@@ -12,21 +15,26 @@ class AddDeviceReq;
 class DMPDevice {
 public:
     explicit DMPDevice(const wex::common::dmp::AddDeviceReq& request);
+    ~DMPDevice();
+    DMPDevice(const DMPDevice&) = delete;
+    DMPDevice& operator=(const DMPDevice&) = delete;
 
     uint32_t DeviceID() const { return m_deviceId; }
-    const std::string& Uri() const { return m_uri; }
-    const std::string& DeviceName() const { return m_deviceName; }
-    const std::string& DisplayName() const { return m_displayName; }
-    const std::string& DeviceInfo() const { return m_deviceInfo; }
-    const std::string& Username() const { return m_username; }
-    const std::string& Password() const { return m_password; }
+    std::string Uri() const { return Field(kUri); }
+    std::string DeviceName() const { return Field(kDeviceName); }
+    std::string DisplayName() const { return Field(kDisplayName); }
+    std::string DeviceInfo() const { return Field(kDeviceInfo); }
+    std::string Username() const { return Field(kUsername); }
+    std::string Password() const { return Field(kPassword); }
 
 private:
+    enum FieldIndex { kUri, kDeviceName, kDisplayName, kDeviceInfo, kUsername, kPassword, kFieldCount };
+    std::string Field(FieldIndex i) const {
+        return std::string(m_text.get() + m_start[i], m_start[i + 1] - m_start[i]);
+    }
+
     uint32_t m_deviceId;
-    std::string m_uri;
-    std::string m_deviceName;
-    std::string m_displayName;
-    std::string m_deviceInfo;
-    std::string m_username;
-    std::string m_password;
+    // Field i is [m_start[i], m_start[i + 1]) of the block: no terminators, so any byte may occur.
+    uint32_t m_start[kFieldCount + 1];
+    std::unique_ptr<char[]> m_text;
 };

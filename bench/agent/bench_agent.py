@@ -45,6 +45,18 @@ CLIENT_USER = base64.b64encode(b"alice").decode().replace("/", "-")
 CLIENT_PASSWORD = base64.b64encode(b"secret").decode().replace("/", "-")
 
 
+def fixed_layout():
+    """Runs in the child before exec: turns address-space randomisation off (ADDR_NO_RANDOMIZE).
+    The kernel maps the pages around every page a process faults in (64 KiB blocks, aligned in
+    virtual addresses), so with random load addresses the resident size of the same program varies
+    by a few such blocks from run to run; agent and floor are compared with fixed layouts instead."""
+    try:
+        import ctypes
+        ctypes.CDLL(None, use_errno=True).personality(0x0040000)
+    except (OSError, AttributeError):
+        pass
+
+
 class BenchError(Exception):
     pass
 
@@ -264,7 +276,7 @@ class Bench:
         env = dict(os.environ, HOME=self.home)
         t0 = time.monotonic_ns()
         p = self.spawn([self.args.agent, "--dmpdisplay", self.display, "--servercfg", self.config],
-                       env=env)
+                       env=env, preexec_fn=fixed_layout)
         cid = self.next_client()
         init = self.x.call("wait_init", client=cid)["message"]
         reg = self.tail.next(lambda r: r.get("proc") == 105)
@@ -283,7 +295,7 @@ class Bench:
 
     def launch_floor_start(self):
         t0 = time.monotonic_ns()
-        p = self.spawn([self.floor, "start", self.display, str(self.port)])
+        p = self.spawn([self.floor, "start", self.display, str(self.port)], preexec_fn=fixed_layout)
         opened = int(read_line(p.stdout, "the floor program"))
         if p.wait(10) != 0:
             raise BenchError("floor start failed: %s" % p.stderr.read().decode(errors="replace"))
@@ -318,7 +330,7 @@ class Bench:
         time.sleep(0.5)
         hwm_start = kib(proc_status(p.pid), "VmHWM")
 
-        mem = self.spawn([self.floor, "mem", self.display], stdin=subprocess.PIPE)
+        mem = self.spawn([self.floor, "mem", self.display], stdin=subprocess.PIPE, preexec_fn=fixed_layout)
         if read_line(mem.stdout, "the floor program") != "OPEN":
             raise BenchError("floor mem did not open the display")
         self.next_client()
@@ -329,7 +341,8 @@ class Bench:
         mem.stdin.close()
         mem.wait(10)
 
-        rtt = self.spawn([self.floor, "rtt", self.display, str(self.port)], stdin=subprocess.PIPE)
+        rtt = self.spawn([self.floor, "rtt", self.display, str(self.port)], stdin=subprocess.PIPE,
+                         preexec_fn=fixed_layout)
         if read_line(rtt.stdout, "the floor program") != "READY":
             raise BenchError("floor rtt did not start")
         self.next_client()

@@ -7,6 +7,7 @@
 
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/escape.h"
+#include "foundation/codeset/utf8_simd.h"
 #include "foundation/codeset/zrconverter.h"
 
 namespace zr_codeset::utf8 {
@@ -197,10 +198,13 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
     if (options & kZrEncOptionAddByteOrderMarker)
         out.Append(kBom, sizeof kBom);
     DirectBytes direct(out, count, 3);
+    const bool blocks = BlocksOn();
     size_t i = 0;
     while (true) {
         unsigned char* p = direct.Data();
         size_t w = direct.Written();
+        if (blocks)
+            i = EncodeBlocks(units, i, count, p, w);
         while (i < count) {
             if (i + 16 <= count && PutAscii16(units + i, p + w)) {
                 i += 16, w += 16;
@@ -250,8 +254,10 @@ bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodeset
         return false;
     }
     UnitSink sink(out, length - i);
+    const bool blocks = BlocksOn();
     while (i < length) {
-        i = DecodeRun(bytes, i, length, sink.Cursor());
+        i = blocks ? DecodeBlocks(bytes, i, length, sink.Cursor())
+                   : DecodeRun(bytes, i, length, sink.Cursor());
         if (i >= length)
             break;
         if (bytes[i] < 0x80) {

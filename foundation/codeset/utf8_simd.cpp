@@ -1,0 +1,201 @@
+#include "foundation/codeset/utf8_simd.h"
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define ZR_UTF8_BLOCKS 1
+#if !defined(__clang__)
+// g++ 12 sees the deliberately undefined vectors inside the intrinsics as maybe uninitialised.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+#include <immintrin.h>
+#endif
+
+namespace zr_codeset::utf8 {
+
+#if defined(ZR_UTF8_BLOCKS)
+
+namespace {
+
+// The whole file is built for the baseline processor; only these functions use the wider
+// instructions, and only after the check below said the processor has them.
+#define ZR_UTF8_TARGET __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi")))
+
+bool Detect() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
+}
+
+const bool kHasBlocks = Detect();
+// Read before static initialisation has run, this is false and the plain code runs: still right.
+bool g_blocks = kHasBlocks;
+
+// Byte indexes that spread bytes 0-18 into 16 lanes of 32 bits, lane k holding bytes k to k + 3.
+alignas(64) constexpr unsigned char kSpread[64] = {
+    0,  1,  2,  3,  1,  2,  3,  4,  2,  3,  4,  5,  3,  4,  5,  6,  4,  5,  6,  7,  5,  6,
+    7,  8,  6,  7,  8,  9,  7,  8,  9,  10, 8,  9,  10, 11, 9,  10, 11, 12, 10, 11, 12, 13,
+    11, 12, 13, 14, 12, 13, 14, 15, 13, 14, 15, 16, 14, 15, 16, 17, 15, 16, 17, 18};
+
+} // namespace
+
+bool BlocksOn() {
+    return g_blocks;
+}
+
+bool SetBlocks(bool on) {
+    g_blocks = on && kHasBlocks;
+    return g_blocks;
+}
+
+// A step looks at the characters that start in the next 16 bytes (up to two more bytes are read for
+// the last of them). Every position gets a class from its byte: ASCII, continuation, lead of two or
+// of three bytes, or anything else. The leads say which positions must be continuation bytes; where
+// that disagrees with the bytes, where a byte starts nothing this loop takes (C0, C1, F0-FF), or
+// where a three-byte lead starts an overlong form (E0 80-9F) or a surrogate (ED A0-BF), is a stop.
+// Since the step starts at a character boundary and every position before the first stop is
+// accounted for, the characters that end at or before the stop are well formed: their values are
+// computed in all lanes at once, the lanes of their leads packed together and stored as units.
+ZR_UTF8_TARGET size_t DecodeBlocks(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& cursor) {
+    ZrUniChar* out = cursor;
+    const __m512i spread = _mm512_load_si512(kSpread);
+    const __m256i contEnd = _mm256_set1_epi8(static_cast<char>(0xC0));
+    const __m256i twoLo = _mm256_set1_epi8(static_cast<char>(0xC2));
+    const __m256i threeLo = _mm256_set1_epi8(static_cast<char>(0xE0));
+    const __m256i fourLo = _mm256_set1_epi8(static_cast<char>(0xF0));
+    const __m256i secondLo = _mm256_set1_epi8(static_cast<char>(0xA0));
+    const __m256i surrogateLead = _mm256_set1_epi8(static_cast<char>(0xED));
+    const __m512i low5 = _mm512_set1_epi32(0x1F), low6 = _mm512_set1_epi32(0x3F),
+                  low8 = _mm512_set1_epi32(0xFF);
+    while (i < length) {
+        size_t left = length - i;
+        // Bytes past the end read as zero (ASCII), and the stop is moved back to the end below.
+        __mmask64 present = left >= 64 ? ~__mmask64{0} : (__mmask64{1} << left) - 1;
+        __m512i src = _mm512_maskz_loadu_epi8(present, bytes + i);
+        __m256i b = _mm512_castsi512_si256(src);
+        uint32_t ascii = ~static_cast<uint32_t>(_mm256_movepi8_mask(b)) & 0xFFFF;
+        uint32_t cont = _mm256_cmplt_epi8_mask(b, contEnd); // 80-BF, compared as signed
+        uint32_t twoUp = _mm256_cmpge_epu8_mask(b, twoLo);
+        uint32_t threeUp = _mm256_cmpge_epu8_mask(b, threeLo);
+        uint32_t two = twoUp & ~threeUp & 0xFFFF;
+        uint32_t three = threeUp & ~_mm256_cmpge_epu8_mask(b, fourLo) & 0xFFFF;
+        uint32_t secondLow = _mm256_cmplt_epu8_mask(b, secondLo) >> 1; // the byte after is below A0
+        uint32_t overlong = _mm256_cmpeq_epi8_mask(b, threeLo) & secondLow;
+        uint32_t surrogate = _mm256_cmpeq_epi8_mask(b, surrogateLead) & ~secondLow;
+        uint32_t need = (two | three) << 1 | three << 2;
+        // Inside the block the continuation bytes are exactly the needed ones; the two bytes after it
+        // only have to hold those the last leads need (the rest belongs to the next step).
+        uint32_t stops = ((need ^ cont) & 0xFFFF) | (need & ~cont & 0x30000) |
+                         (~(ascii | two | three | cont) & 0xFFFF) | ((overlong | surrogate) & 0xFFFF);
+        size_t stop = stops ? static_cast<size_t>(__builtin_ctz(stops)) : 32;
+        if (stop > left)
+            stop = left;
+        uint64_t ends = uint64_t{ascii} << 1 | uint64_t{two} << 2 | uint64_t{three} << 3;
+        ends &= (uint64_t{2} << stop) - 1;
+        if (ends == 0)
+            break;
+        unsigned used = 63 - static_cast<unsigned>(__builtin_clzll(ends));
+        __mmask16 leads = static_cast<__mmask16>((ascii | two | three) & ((1u << used) - 1));
+
+        __m512i w = _mm512_permutexvar_epi8(spread, src);
+        // Two-byte value; for a three-byte lead (E0-EF) the same five low bits hold its four.
+        __m512i v2 = _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, low5), 6),
+                                     _mm512_and_si512(_mm512_srli_epi32(w, 8), low6));
+        __m512i v3 =
+            _mm512_or_si512(_mm512_slli_epi32(v2, 6), _mm512_and_si512(_mm512_srli_epi32(w, 16), low6));
+        __m512i v = _mm512_mask_mov_epi32(v2, static_cast<__mmask16>(three), v3);
+        v = _mm512_mask_mov_epi32(v, static_cast<__mmask16>(ascii), _mm512_and_si512(w, low8));
+        v = _mm512_maskz_compress_epi32(leads, v);
+        unsigned n = static_cast<unsigned>(__builtin_popcount(leads));
+        _mm512_mask_cvtepi32_storeu_epi16(out, static_cast<__mmask16>((1u << n) - 1), v);
+        out += n;
+        i += used;
+        if (stops)
+            break; // the next character needs the caller (or the input ended)
+    }
+    cursor = out;
+    return i;
+}
+
+// A step takes up to 16 units in front of the first surrogate. All ASCII: narrowed and stored. Else
+// every unit becomes a 32-bit lane holding its one to three bytes in order, its position in the
+// output is the sum of the lengths before it, and the lanes are stored one by one at those positions
+// in order, each store's spare bytes overwritten by the next (the last one's land in the slack).
+ZR_UTF8_TARGET size_t EncodeBlocks(const ZrUniChar* units, size_t i, size_t count, unsigned char* p,
+                                   size_t& written) {
+    size_t w = written;
+    const __m256i surrogateLo = _mm256_set1_epi16(static_cast<short>(0xD800));
+    const __m256i surrogateSpan = _mm256_set1_epi16(0x800);
+    const __m256i twoLo = _mm256_set1_epi16(0x80), threeLo = _mm256_set1_epi16(0x800);
+    const __m512i low6 = _mm512_set1_epi32(0x3F), mark = _mm512_set1_epi32(0x80);
+    const __m512i one = _mm512_set1_epi32(1), zero = _mm512_setzero_si512();
+    alignas(64) uint32_t words[16], at[16];
+    while (i < count) {
+        size_t left = count - i;
+        __mmask16 present = left >= 16 ? __mmask16(0xFFFF) : static_cast<__mmask16>((1u << left) - 1);
+        __m256i u = _mm256_maskz_loadu_epi16(present, units + i);
+        uint32_t surrogates =
+            _mm256_cmplt_epu16_mask(_mm256_sub_epi16(u, surrogateLo), surrogateSpan) & present;
+        uint32_t take = surrogates ? (1u << __builtin_ctz(surrogates)) - 1 : present;
+        if (take == 0)
+            break;
+        unsigned n = static_cast<unsigned>(__builtin_popcount(take));
+        uint32_t two = _mm256_cmpge_epu16_mask(u, twoLo) & take;
+        if (two == 0) {
+            _mm256_mask_cvtepi16_storeu_epi8(p + w, static_cast<__mmask16>(take), u);
+        } else {
+            uint32_t three = _mm256_cmpge_epu16_mask(u, threeLo) & take;
+            __m512i x = _mm512_cvtepu16_epi32(u);
+            __m512i last = _mm512_or_si512(_mm512_and_si512(x, low6), mark);
+            __m512i mid = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(x, 6), low6), mark);
+            __m512i word2 = _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(x, 6), _mm512_set1_epi32(0xC0)),
+                                            _mm512_slli_epi32(last, 8));
+            __m512i word3 =
+                _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(x, 12), _mm512_set1_epi32(0xE0)),
+                                _mm512_or_si512(_mm512_slli_epi32(mid, 8), _mm512_slli_epi32(last, 16)));
+            __m512i word = _mm512_mask_mov_epi32(x, static_cast<__mmask16>(two), word2);
+            word = _mm512_mask_mov_epi32(word, static_cast<__mmask16>(three), word3);
+            __m512i len = _mm512_mask_add_epi32(one, static_cast<__mmask16>(two), one, one);
+            len = _mm512_mask_add_epi32(len, static_cast<__mmask16>(three), len, one);
+            __m512i sum = _mm512_add_epi32(len, _mm512_alignr_epi32(len, zero, 15));
+            sum = _mm512_add_epi32(sum, _mm512_alignr_epi32(sum, zero, 14));
+            sum = _mm512_add_epi32(sum, _mm512_alignr_epi32(sum, zero, 12));
+            sum = _mm512_add_epi32(sum, _mm512_alignr_epi32(sum, zero, 8));
+            _mm512_store_si512(words, word);
+            _mm512_store_si512(at, _mm512_sub_epi32(sum, len));
+            unsigned char* base = p + w;
+            for (unsigned k = 0; k < n; ++k)
+                std::memcpy(base + at[k], &words[k], 4);
+            w += static_cast<unsigned>(__builtin_popcount(two) + __builtin_popcount(three));
+        }
+        w += n;
+        i += n;
+        if (surrogates)
+            break;
+    }
+    written = w;
+    return i;
+}
+
+#else
+
+bool BlocksOn() {
+    return false;
+}
+
+bool SetBlocks(bool) {
+    return false;
+}
+
+size_t DecodeBlocks(const unsigned char*, size_t i, size_t, ZrUniChar*&) {
+    return i;
+}
+
+size_t EncodeBlocks(const ZrUniChar*, size_t i, size_t, unsigned char*, size_t&) {
+    return i;
+}
+
+#endif
+
+} // namespace zr_codeset::utf8

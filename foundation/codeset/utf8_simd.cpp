@@ -32,11 +32,17 @@ const bool kHasBlocks = Detect();
 // Read before static initialisation has run, this is false and the plain code runs: still right.
 bool g_blocks = kHasBlocks;
 
-// Byte indexes that spread bytes 0-18 into 16 lanes of 32 bits, lane k holding bytes k to k + 3.
-alignas(64) constexpr unsigned char kSpread[64] = {
-    0,  1,  2,  3,  1,  2,  3,  4,  2,  3,  4,  5,  3,  4,  5,  6,  4,  5,  6,  7,  5,  6,
-    7,  8,  6,  7,  8,  9,  7,  8,  9,  10, 8,  9,  10, 11, 9,  10, 11, 12, 10, 11, 12, 13,
-    11, 12, 13, 14, 12, 13, 14, 15, 13, 14, 15, 16, 14, 15, 16, 17, 15, 16, 17, 18};
+// Byte indexes that spread the 64 bytes of a step into four groups of 16 lanes of 32 bits, lane k
+// holding bytes k to k + 3 (taken modulo 64; the lanes that wrap are never used).
+constexpr auto kSpread = [] {
+    struct alignas(64) {
+        unsigned char index[4][64];
+    } t{};
+    for (unsigned g = 0; g < 4; ++g)
+        for (unsigned k = 0; k < 64; ++k)
+            t.index[g][k] = static_cast<unsigned char>((16 * g + k / 4 + k % 4) % 64);
+    return t;
+}();
 
 } // namespace
 
@@ -49,67 +55,71 @@ bool SetBlocks(bool on) {
     return g_blocks;
 }
 
-// A step looks at the characters that start in the next 16 bytes (up to two more bytes are read for
-// the last of them). Every position gets a class from its byte: ASCII, continuation, lead of two or
-// of three bytes, or anything else. The leads say which positions must be continuation bytes; where
-// that disagrees with the bytes, where a byte starts nothing this loop takes (C0, C1, F0-FF), or
-// where a three-byte lead starts an overlong form (E0 80-9F) or a surrogate (ED A0-BF), is a stop.
-// Since the step starts at a character boundary and every position before the first stop is
-// accounted for, the characters that end at or before the stop are well formed: their values are
-// computed in all lanes at once, the lanes of their leads packed together and stored as units.
+// A step reads 64 bytes and takes the characters that start in the first 61 (the two bytes after
+// them are read for the last ones); a short string is one step. Every position gets a class from
+// its byte: ASCII, continuation, lead of two or of three bytes, or anything else. The leads say
+// which positions must be continuation bytes; where that disagrees with the bytes, where a byte
+// starts nothing this loop takes (C0, C1, F0-FF), or where a three-byte lead starts an overlong form
+// (E0 80-9F) or a surrogate (ED A0-BF), is a stop. Since the step starts at a character boundary
+// and every position before the first stop is accounted for, the characters that end at or before
+// the stop are well formed: their values are computed in all lanes at once, 16 lanes at a time, and
+// the lanes of their leads packed together and stored as units.
 ZR_UTF8_TARGET size_t DecodeBlocks(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& cursor) {
+    constexpr uint64_t kLeadRange = (uint64_t{1} << 61) - 1, kAfter = uint64_t{3} << 61;
     ZrUniChar* out = cursor;
-    const __m512i spread = _mm512_load_si512(kSpread);
-    const __m256i contEnd = _mm256_set1_epi8(static_cast<char>(0xC0));
-    const __m256i twoLo = _mm256_set1_epi8(static_cast<char>(0xC2));
-    const __m256i threeLo = _mm256_set1_epi8(static_cast<char>(0xE0));
-    const __m256i fourLo = _mm256_set1_epi8(static_cast<char>(0xF0));
-    const __m256i secondLo = _mm256_set1_epi8(static_cast<char>(0xA0));
-    const __m256i surrogateLead = _mm256_set1_epi8(static_cast<char>(0xED));
+    const __m512i contEnd = _mm512_set1_epi8(static_cast<char>(0xC0));
+    const __m512i twoLo = _mm512_set1_epi8(static_cast<char>(0xC2));
+    const __m512i threeLo = _mm512_set1_epi8(static_cast<char>(0xE0));
+    const __m512i fourLo = _mm512_set1_epi8(static_cast<char>(0xF0));
+    const __m512i secondLo = _mm512_set1_epi8(static_cast<char>(0xA0));
+    const __m512i surrogateLead = _mm512_set1_epi8(static_cast<char>(0xED));
     const __m512i low5 = _mm512_set1_epi32(0x1F), low6 = _mm512_set1_epi32(0x3F),
                   low8 = _mm512_set1_epi32(0xFF);
     while (i < length) {
         size_t left = length - i;
         // Bytes past the end read as zero (ASCII), and the stop is moved back to the end below.
         __mmask64 present = left >= 64 ? ~__mmask64{0} : (__mmask64{1} << left) - 1;
-        __m512i src = _mm512_maskz_loadu_epi8(present, bytes + i);
-        __m256i b = _mm512_castsi512_si256(src);
-        uint32_t ascii = ~static_cast<uint32_t>(_mm256_movepi8_mask(b)) & 0xFFFF;
-        uint32_t cont = _mm256_cmplt_epi8_mask(b, contEnd); // 80-BF, compared as signed
-        uint32_t twoUp = _mm256_cmpge_epu8_mask(b, twoLo);
-        uint32_t threeUp = _mm256_cmpge_epu8_mask(b, threeLo);
-        uint32_t two = twoUp & ~threeUp & 0xFFFF;
-        uint32_t three = threeUp & ~_mm256_cmpge_epu8_mask(b, fourLo) & 0xFFFF;
-        uint32_t secondLow = _mm256_cmplt_epu8_mask(b, secondLo) >> 1; // the byte after is below A0
-        uint32_t overlong = _mm256_cmpeq_epi8_mask(b, threeLo) & secondLow;
-        uint32_t surrogate = _mm256_cmpeq_epi8_mask(b, surrogateLead) & ~secondLow;
-        uint32_t need = (two | three) << 1 | three << 2;
-        // Inside the block the continuation bytes are exactly the needed ones; the two bytes after it
-        // only have to hold those the last leads need (the rest belongs to the next step).
-        uint32_t stops = ((need ^ cont) & 0xFFFF) | (need & ~cont & 0x30000) |
-                         (~(ascii | two | three | cont) & 0xFFFF) | ((overlong | surrogate) & 0xFFFF);
-        size_t stop = stops ? static_cast<size_t>(__builtin_ctz(stops)) : 32;
-        if (stop > left)
-            stop = left;
-        uint64_t ends = uint64_t{ascii} << 1 | uint64_t{two} << 2 | uint64_t{three} << 3;
+        __m512i b = _mm512_maskz_loadu_epi8(present, bytes + i);
+        uint64_t ascii = ~_mm512_movepi8_mask(b) & kLeadRange;
+        uint64_t cont = _mm512_cmplt_epi8_mask(b, contEnd); // 80-BF, compared as signed
+        uint64_t threeUp = _mm512_cmpge_epu8_mask(b, threeLo);
+        uint64_t two = _mm512_cmpge_epu8_mask(b, twoLo) & ~threeUp & kLeadRange;
+        uint64_t three = threeUp & ~_mm512_cmpge_epu8_mask(b, fourLo) & kLeadRange;
+        uint64_t secondLow = _mm512_cmplt_epu8_mask(b, secondLo) >> 1; // the byte after is below A0
+        uint64_t overlong = _mm512_cmpeq_epi8_mask(b, threeLo) & secondLow;
+        uint64_t surrogate = _mm512_cmpeq_epi8_mask(b, surrogateLead) & ~secondLow;
+        uint64_t need = (two | three) << 1 | three << 2;
+        // Among the leads' positions the continuation bytes are exactly the needed ones; the two
+        // positions after them only have to hold those the last leads need (the rest is the next
+        // step's).
+        uint64_t stops = ((need ^ cont) & kLeadRange) | (need & ~cont & kAfter) |
+                         (~(ascii | two | three | cont) & kLeadRange) | ((overlong | surrogate) & kLeadRange);
+        size_t stop = stops ? static_cast<size_t>(__builtin_ctzll(stops)) : 63;
+        stop = stop < left ? stop : left;
+        // Where each character ends (at most position 63), and the last of those at or before the stop.
+        uint64_t ends = ascii << 1 | two << 2 | three << 3;
         ends &= (uint64_t{2} << stop) - 1;
         if (ends == 0)
             break;
         unsigned used = 63 - static_cast<unsigned>(__builtin_clzll(ends));
-        __mmask16 leads = static_cast<__mmask16>((ascii | two | three) & ((1u << used) - 1));
-
-        __m512i w = _mm512_permutexvar_epi8(spread, src);
-        // Two-byte value; for a three-byte lead (E0-EF) the same five low bits hold its four.
-        __m512i v2 = _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, low5), 6),
-                                     _mm512_and_si512(_mm512_srli_epi32(w, 8), low6));
-        __m512i v3 =
-            _mm512_or_si512(_mm512_slli_epi32(v2, 6), _mm512_and_si512(_mm512_srli_epi32(w, 16), low6));
-        __m512i v = _mm512_mask_mov_epi32(v2, static_cast<__mmask16>(three), v3);
-        v = _mm512_mask_mov_epi32(v, static_cast<__mmask16>(ascii), _mm512_and_si512(w, low8));
-        v = _mm512_maskz_compress_epi32(leads, v);
-        unsigned n = static_cast<unsigned>(__builtin_popcount(leads));
-        _mm512_mask_cvtepi32_storeu_epi16(out, static_cast<__mmask16>((1u << n) - 1), v);
-        out += n;
+        uint64_t leads = (ascii | two | three) & ((uint64_t{1} << used) - 1);
+        for (unsigned g = 0; g < 4; ++g) {
+            __m512i w = _mm512_permutexvar_epi8(_mm512_load_si512(kSpread.index[g]), b);
+            __mmask16 groupAscii = static_cast<__mmask16>(ascii >> 16 * g);
+            __mmask16 groupThree = static_cast<__mmask16>(three >> 16 * g);
+            __mmask16 groupLeads = static_cast<__mmask16>(leads >> 16 * g);
+            // Two-byte value; for a three-byte lead (E0-EF) the same five low bits hold its four.
+            __m512i v2 = _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, low5), 6),
+                                         _mm512_and_si512(_mm512_srli_epi32(w, 8), low6));
+            __m512i v3 =
+                _mm512_or_si512(_mm512_slli_epi32(v2, 6), _mm512_and_si512(_mm512_srli_epi32(w, 16), low6));
+            __m512i v = _mm512_mask_mov_epi32(v2, groupThree, v3);
+            v = _mm512_mask_and_epi32(v, groupAscii, w, low8);
+            v = _mm512_maskz_compress_epi32(groupLeads, v);
+            unsigned n = static_cast<unsigned>(__builtin_popcount(groupLeads));
+            _mm256_mask_storeu_epi16(out, static_cast<__mmask16>((1u << n) - 1), _mm512_cvtepi32_epi16(v));
+            out += n;
+        }
         i += used;
         if (stops)
             break; // the next character needs the caller (or the input ended)

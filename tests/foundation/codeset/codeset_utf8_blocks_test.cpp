@@ -1,6 +1,6 @@
 // UTF-8 block loops against the character-at-a-time code and glibc iconv: odd sequences (malformed,
 // truncated, overlong, surrogates, four-byte characters) and surrogate units at every offset of a
-// block and across its end, random byte strings, random text, and input that ends at a page edge.
+// block and across the end of a step, random byte strings, random text, and input that ends at a page edge.
 // Where the processor lacks the block loops both sides run the same code and the glibc checks remain.
 #include <gtest/gtest.h>
 #include <iconv.h>
@@ -188,7 +188,7 @@ TEST(Utf8Blocks, OddSequencesAtEveryOffset) {
         {"two continuations after a two-byte lead", "\xC3\xA9\x80", false},
     };
     for (const auto& row : kRows) {
-        for (size_t at = 0; at < 40; ++at) {
+        for (size_t at = 0; at < 72; ++at) {
             for (size_t tail = 0; tail < 20; ++tail) {
                 std::string before = Filler(at, static_cast<unsigned>(at)), after = Filler(tail, 3);
                 std::string bytes = before + row.bytes + after;
@@ -300,7 +300,7 @@ TEST(Utf8Blocks, SurrogatesAtEveryOffset) {
         {"units around the surrogates", u"\uD7FF\uE000", true, 0},
     };
     for (const auto& row : kRows) {
-        for (size_t at = 0; at < 40; ++at) {
+        for (size_t at = 0; at < 72; ++at) {
             for (size_t tail = 0; tail < 20; ++tail) {
                 std::u16string units =
                     FillerUnits(at, static_cast<unsigned>(at)) + row.units + FillerUnits(tail, 5);

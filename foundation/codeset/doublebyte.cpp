@@ -3,6 +3,7 @@
 // planes beyond the BMP by arithmetic).
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
+#include "foundation/codeset/table_simd.h"
 
 namespace zr_codeset {
 namespace {
@@ -28,6 +29,7 @@ inline bool TableKeepsAscii(const CharmapTable& table) {
 
 template <const CharmapTable& Table> struct DoubleByteCodec : StatelessCodec {
     static constexpr const CharmapTable& kTable = Table;
+    static constexpr bool kTrail7F = true;
     static uint32_t Quick(const Grid& grid, const uint16_t* single, const unsigned char* p, unsigned& n) {
         uint32_t one = single[p[0]];
         uint32_t two = grid.At(p[0], p[1]);
@@ -76,6 +78,7 @@ inline size_t PutLinear(uint32_t linear, unsigned char* out) {
 struct Gb18030Codec : StatelessCodec {
     static constexpr const CharmapTable& T = tables::kGb18030;
     static constexpr const CharmapTable& kTable = T;
+    static constexpr bool kTrail7F = false;
     // 7F is no trail byte here although it lies inside the grid.
     static uint32_t Quick(const Grid& grid, const uint16_t*, const unsigned char* p, unsigned& n) {
         uint32_t b = p[0];
@@ -136,14 +139,47 @@ struct Gb18030Codec : StatelessCodec {
     }
 };
 
+// The quick loops, or the vector ones where the processor has them. `Codes` gives the table in the
+// vector decoder's terms; `kAsciiSelf` says that units below 0x80 encode as themselves whatever the
+// reverse table holds.
+template <class Codec, bool kAsciiSelf> struct BlockConverter {
+    using Quick = QuickConverter<Codec>;
+
+    static const simd::PairCodes& Codes() {
+        static const simd::PairCodes codes = {
+            Codec::kTable.single,  Codec::kTable.cells,   Codec::kTable.leadLo, Codec::kTable.leadHi,
+            Codec::kTable.trailLo, Codec::kTable.trailHi, Codec::kTrail7F,
+        };
+        return codes;
+    }
+
+    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
+                     unsigned options) {
+        if (!simd::Enabled())
+            return Quick::From(bytes, length, out, info, options);
+        return simd::DecodeByBlocks<Codec>(Codes(), bytes, length, out, info, options);
+    }
+
+    static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
+                   unsigned options) {
+        if (!simd::Enabled())
+            return Quick::To(units, count, out, info, options);
+        return simd::EncodeByBlocks<Codec>(kAsciiSelf, units, count, out, info, options);
+    }
+
+    static constexpr ZrConverter Make(const char* name) {
+        return {To, From, Quick::Slow::ValidateTo, Quick::Slow::ValidateFrom, name};
+    }
+};
+
 } // namespace
 
 namespace converters {
 
-const ZrConverter kBig5 = QuickConverter<DoubleByteCodec<tables::kBig5>>::Make("BIG5");
-const ZrConverter kGb2312 = QuickConverter<DoubleByteCodec<tables::kGb2312>>::Make("GB2312");
-const ZrConverter kShiftJis = QuickConverter<DoubleByteCodec<tables::kShiftJis>>::Make("SHIFT_JIS");
-const ZrConverter kGb18030 = QuickConverter<Gb18030Codec>::Make("GB18030");
+const ZrConverter kBig5 = BlockConverter<DoubleByteCodec<tables::kBig5>, false>::Make("BIG5");
+const ZrConverter kGb2312 = BlockConverter<DoubleByteCodec<tables::kGb2312>, false>::Make("GB2312");
+const ZrConverter kShiftJis = BlockConverter<DoubleByteCodec<tables::kShiftJis>, false>::Make("SHIFT_JIS");
+const ZrConverter kGb18030 = BlockConverter<Gb18030Codec, true>::Make("GB18030");
 
 } // namespace converters
 } // namespace zr_codeset

@@ -3,6 +3,7 @@
 // the EUC-JP tables; ISO-2022-JP carries the JIS X 0208 codes with their high bits cleared.
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
+#include "foundation/codeset/table_simd.h"
 
 namespace zr_codeset {
 namespace {
@@ -67,6 +68,35 @@ struct EucJpCodec : StatelessCodec {
         out[1] = static_cast<unsigned char>(code >> 8);
         out[2] = static_cast<unsigned char>(code | 0x80);
         return 3;
+    }
+};
+
+// EUC-JP decoding through the vector loop where the processor has it. Its one-byte codes are the
+// table's below 0x80; every byte from 0x80 on starts a longer code (or none), and the loop takes the
+// JIS X 0208 pairs itself and leaves 8E, 8F and the rest to the codec.
+struct EucJpDecoder {
+    static const simd::PairCodes& Codes() {
+        static const uint16_t* const single = [] {
+            static uint16_t bytes[256];
+            for (unsigned b = 0; b < 256; ++b)
+                bytes[b] = b < 0x80 ? kX0208.single[b] : 0xFFFF;
+            return bytes;
+        }();
+        static const simd::PairCodes codes = {single,         kX0208.cells,   kX0208.leadLo, kX0208.leadHi,
+                                              kX0208.trailLo, kX0208.trailHi, true};
+        return codes;
+    }
+
+    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
+                     unsigned options) {
+        if (!simd::Enabled())
+            return Converter<EucJpCodec>::From(bytes, length, out, info, options);
+        return simd::DecodeByBlocks<EucJpCodec>(Codes(), bytes, length, out, info, options);
+    }
+
+    static constexpr ZrConverter Make(const char* name) {
+        using Slow = Converter<EucJpCodec>;
+        return {Slow::To, From, Slow::ValidateTo, Slow::ValidateFrom, name};
     }
 };
 
@@ -155,7 +185,7 @@ struct Iso2022JpCodec {
 
 namespace converters {
 
-const ZrConverter kEucJp = Converter<EucJpCodec>::Make("EUC-JP");
+const ZrConverter kEucJp = EucJpDecoder::Make("EUC-JP");
 const ZrConverter kIso2022Jp = Converter<Iso2022JpCodec>::Make("ISO-2022-JP");
 
 } // namespace converters

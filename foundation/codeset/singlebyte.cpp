@@ -2,6 +2,7 @@
 // TIS-620). Every byte is one character; a byte the page leaves undefined does not decode.
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
+#include "foundation/codeset/table_simd.h"
 
 namespace zr_codeset {
 namespace {
@@ -67,9 +68,12 @@ template <const SingleBytePage& Page> struct PageConverter {
         }
         const uint16_t* table = Page.toUnicode;
         UnitSink sink(out, length);
+        const bool vector = simd::Enabled();
         size_t i = 0;
         while (i < length) {
             ZrUniChar* o = sink.Cursor();
+            if (vector)
+                i = simd::DecodePage(table, bytes, i, length, o);
             // Four bytes a round with one test for a hole among them; the byte loop finds it.
             for (; i + 4 <= length; i += 4, o += 4) {
                 uint16_t u0 = table[bytes[i]], u1 = table[bytes[i + 1]];
@@ -100,11 +104,19 @@ template <const SingleBytePage& Page> struct PageConverter {
                    unsigned options) {
         const ReverseMap<uint8_t> reverse = Page.fromUnicode;
         DirectBytes direct(out, count, 1);
+        const bool vector = simd::Enabled();
         size_t i = 0;
         while (true) {
             unsigned char* p = direct.Data();
+            size_t stop = count;
+            if (vector) {
+                // The vector loop stops at units above U+00FF as well: the scalar one takes those
+                // (and anything the page lacks) for a stretch before the vector loop goes on.
+                i = simd::EncodePage(reverse, units, i, count, p, direct.Written());
+                stop = count - i > simd::kScalarStretch ? i + simd::kScalarStretch : count;
+            }
             size_t w = direct.Written();
-            for (; i < count; ++i, ++w) {
+            for (; i < stop; ++i, ++w) {
                 uint32_t u = units[i];
                 unsigned char b = reverse.cells[reverse.blockOf[u >> 8] * 256u + (u & 0xFF)];
                 if (b == 0 && u != 0)
@@ -114,6 +126,8 @@ template <const SingleBytePage& Page> struct PageConverter {
             direct.Written() = w;
             if (i >= count)
                 return true;
+            if (i == stop)
+                continue;
             // Nothing the page lacks encodes: the general loop writes the escape (a pair is one
             // character).
             size_t used =

@@ -1,0 +1,346 @@
+#include "foundation/codeset/table_simd.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+// g++ 12 takes the deliberately undefined vectors inside the intrinsics (the "don't care" lanes of
+// extracts and narrowing moves) for uninitialised variables.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+namespace zr_codeset::simd {
+
+#if defined(__x86_64__)
+
+#define ZR_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,popcnt")))
+
+bool Supported() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+           __builtin_cpu_supports("popcnt");
+}
+
+namespace {
+
+constexpr uint64_t kEvenBits = 0x5555555555555555ull;
+constexpr uint64_t kOddBits = ~kEvenBits;
+
+inline uint64_t LowBits(size_t n) {
+    return n >= 64 ? ~0ull : (1ull << n) - 1;
+}
+
+// 256 16-bit entries in eight registers, looked up by the 32 words of idx (0-255 each).
+struct WordTable {
+    __m512i t[8];
+
+    ZR_AVX512 explicit WordTable(const uint16_t* table) {
+        for (int k = 0; k < 8; ++k)
+            t[k] = _mm512_loadu_si512(table + 32 * k);
+    }
+    ZR_AVX512 __m512i Lookup(__m512i idx) const {
+        // Each two-register permute covers 64 entries by the low six bits; bits 6 and 7 pick one.
+        __m512i a = _mm512_permutex2var_epi16(t[0], idx, t[1]);
+        __m512i b = _mm512_permutex2var_epi16(t[2], idx, t[3]);
+        __m512i c = _mm512_permutex2var_epi16(t[4], idx, t[5]);
+        __m512i d = _mm512_permutex2var_epi16(t[6], idx, t[7]);
+        __mmask32 bit6 = _mm512_test_epi16_mask(idx, _mm512_set1_epi16(0x40));
+        __mmask32 bit7 = _mm512_test_epi16_mask(idx, _mm512_set1_epi16(0x80));
+        return _mm512_mask_blend_epi16(bit7, _mm512_mask_blend_epi16(bit6, a, b),
+                                       _mm512_mask_blend_epi16(bit6, c, d));
+    }
+};
+
+// 256 byte entries in four registers, looked up by the 64 bytes of idx.
+struct ByteTable {
+    __m512i t[4];
+
+    ZR_AVX512 explicit ByteTable(const uint8_t* table) {
+        for (int k = 0; k < 4; ++k)
+            t[k] = _mm512_loadu_si512(table + 64 * k);
+    }
+    ZR_AVX512 __m512i Lookup(__m512i idx) const {
+        __m512i low = _mm512_permutex2var_epi8(t[0], idx, t[1]);
+        __m512i high = _mm512_permutex2var_epi8(t[2], idx, t[3]);
+        return _mm512_mask_blend_epi8(_mm512_movepi8_mask(idx), low, high);
+    }
+};
+
+// The 64 units at p (n of them valid) narrowed to their low bytes; `high` gets the units above 0xFF.
+ZR_AVX512 inline void LoadUnits(const ZrUniChar* p, size_t n, __m512i& u0, __m512i& u1) {
+    u0 = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(LowBits(n < 32 ? n : 32)), p);
+    u1 = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(n > 32 ? LowBits(n - 32) : 0), p + 32);
+}
+
+ZR_AVX512 inline __m512i Narrow(__m512i u0, __m512i u1) {
+    return _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvtepi16_epi8(u0)), _mm512_cvtepi16_epi8(u1), 1);
+}
+
+ZR_AVX512 size_t DecodePageAvx(const uint16_t* toUnicode, const unsigned char* bytes, size_t i, size_t length,
+                               ZrUniChar*& out) {
+    const WordTable table(toUnicode);
+    const __m512i none = _mm512_set1_epi16(-1);
+    ZrUniChar* o = out;
+    while (i < length) {
+        size_t n = length - i < 64 ? length - i : 64;
+        uint64_t valid = LowBits(n);
+        __m512i b = _mm512_maskz_loadu_epi8(valid, bytes + i);
+        __m512i u0 = table.Lookup(_mm512_cvtepu8_epi16(_mm512_castsi512_si256(b)));
+        __m512i u1 = table.Lookup(_mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(b, 1)));
+        uint64_t holes = (static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(u0, none)) |
+                          static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(u1, none)) << 32) &
+                         valid;
+        if (holes)
+            n = static_cast<size_t>(__builtin_ctzll(holes));
+        uint64_t take = LowBits(n);
+        _mm512_mask_storeu_epi16(o, static_cast<__mmask32>(take), u0);
+        _mm512_mask_storeu_epi16(o + 32, static_cast<__mmask32>(take >> 32), u1);
+        o += n;
+        i += n;
+        if (holes)
+            break;
+    }
+    out = o;
+    return i;
+}
+
+ZR_AVX512 size_t EncodePageAvx(const ReverseMap<uint8_t>& reverse, const ZrUniChar* units, size_t i,
+                               size_t count, unsigned char* out, size_t& written) {
+    // Text in a page is mostly U+0000-U+00FF, so that block sits in registers; other units stop here.
+    const ByteTable table(reverse.cells + reverse.blockOf[0] * 256u);
+    const __m512i highByte = _mm512_set1_epi16(static_cast<short>(0xFF00));
+    size_t w = written;
+    while (i < count) {
+        size_t n = count - i < 64 ? count - i : 64;
+        __m512i u0, u1;
+        LoadUnits(units + i, n, u0, u1);
+        uint64_t high = static_cast<uint64_t>(_mm512_test_epi16_mask(u0, highByte)) |
+                        static_cast<uint64_t>(_mm512_test_epi16_mask(u1, highByte)) << 32;
+        __m512i low = Narrow(u0, u1);
+        __m512i code = table.Lookup(low);
+        // Byte 00 is U+0000 only; any other empty cell is a unit the page lacks.
+        uint64_t missing =
+            _mm512_cmpeq_epi8_mask(code, _mm512_setzero_si512()) & _mm512_test_epi8_mask(low, low);
+        uint64_t stop = (high | missing) & LowBits(n);
+        if (stop)
+            n = static_cast<size_t>(__builtin_ctzll(stop));
+        _mm512_mask_storeu_epi8(out + w, LowBits(n), code);
+        w += n;
+        i += n;
+        if (stop)
+            break;
+    }
+    written = w;
+    return i;
+}
+
+// The grid cells of the leads among bytes 16G to 16G + 15 of a block (offsets from the grid's first
+// lead and trail byte); returns the leads whose cell is empty, at their positions in the block.
+template <int G>
+ZR_AVX512 inline uint64_t LookupCells(const uint16_t* cells, __m512i leadOffset, __m512i trailOffset,
+                                      __m512i rowAndOne, uint64_t leads, __m512i& cell) {
+    const __m512i l = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(leadOffset, G));
+    const __m512i r = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(trailOffset, G));
+    // (lead, trail) as the two words of a lane: one multiply-add gives the cell's index.
+    const __m512i index = _mm512_madd_epi16(_mm512_or_si512(l, _mm512_slli_epi32(r, 16)), rowAndOne);
+    const __mmask16 mine = static_cast<__mmask16>(leads >> (16 * G));
+    const __m512i zero = _mm512_setzero_si512();
+    cell =
+        _mm512_and_si512(_mm512_mask_i32gather_epi32(zero, mine, index, cells, 2), _mm512_set1_epi32(0xFFFF));
+    return static_cast<uint64_t>(_mm512_mask_cmpeq_epi32_mask(mine, cell, zero)) << (16 * G);
+}
+
+ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* bytes, size_t i, size_t length,
+                                ZrUniChar*& out) {
+    const WordTable single(codes.single);
+    const __m512i none = _mm512_set1_epi16(-1);
+    const __m512i leadLo = _mm512_set1_epi8(static_cast<char>(codes.leadLo));
+    const __m512i leadSpan = _mm512_set1_epi8(static_cast<char>(codes.leadHi - codes.leadLo));
+    const __m512i trailLo = _mm512_set1_epi8(static_cast<char>(codes.trailLo));
+    const __m512i trailSpan = _mm512_set1_epi8(static_cast<char>(codes.trailHi - codes.trailLo));
+    const __m512i leadHi = _mm512_set1_epi8(static_cast<char>(codes.leadHi));
+    const __m512i trailHi = _mm512_set1_epi8(static_cast<char>(codes.trailHi));
+    const __m512i del = _mm512_set1_epi8(0x7F);
+    const __m512i rowAndOne =
+        _mm512_set1_epi32(static_cast<int>(codes.trailHi - codes.trailLo + 1u) | (1 << 16));
+    ZrUniChar* o = out;
+    while (i < length) {
+        const size_t left = length - i;
+        size_t n = left < 64 ? left : 64;
+        const uint64_t valid = LowBits(n);
+        // b: the bytes of the block; t: each byte's successor, the trail if it is a lead.
+        const __m512i b = _mm512_maskz_loadu_epi8(valid, bytes + i);
+        const __m512i t = _mm512_maskz_loadu_epi8(LowBits(left - 1), bytes + i + 1);
+        const __m512i s0 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_castsi512_si256(b)));
+        const __m512i s1 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(b, 1)));
+        const uint64_t starter = (static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s0, none)) |
+                                  static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s1, none)) << 32) &
+                                 valid;
+        // The block starts on a character, and so does every run of starter bytes (the byte before
+        // it is a one-byte code or a trail); inside a run, leads and trails alternate. Adding each
+        // run's first bit at an odd position clears the runs that begin there, so x keeps exactly the
+        // runs that begin at even positions.
+        const uint64_t runStarts = starter & ~(starter << 1);
+        const uint64_t x = starter + (runStarts & kOddBits);
+        const uint64_t leads = starter & ((x & kEvenBits) | (~x & kOddBits));
+
+        uint64_t trailOk = _mm512_cmple_epu8_mask(_mm512_sub_epi8(t, trailLo), trailSpan);
+        if (!codes.trail7F)
+            trailOk &= ~_mm512_cmpeq_epi8_mask(t, del);
+        // The gather reads four bytes a cell, so the grid's last cell is left to the codec.
+        const uint64_t lastCell = _mm512_cmpeq_epi8_mask(b, leadHi) & _mm512_cmpeq_epi8_mask(t, trailHi);
+        uint64_t bad =
+            leads & ~(_mm512_cmple_epu8_mask(_mm512_sub_epi8(b, leadLo), leadSpan) & trailOk & ~lastCell);
+        const uint64_t lookups = leads & ~bad;
+
+        const __m512i leadOffset = _mm512_sub_epi8(b, leadLo), trailOffset = _mm512_sub_epi8(t, trailLo);
+        __m512i cell[4];
+        bad |= LookupCells<0>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[0]);
+        bad |= LookupCells<1>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[1]);
+        bad |= LookupCells<2>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[2]);
+        bad |= LookupCells<3>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[3]);
+
+        // Up to the first code left to the codec (always a lead, so no trail is cut from its lead);
+        // a lead in the last byte takes the next block's first byte as its trail.
+        size_t used = n + (leads >> 63);
+        if (bad)
+            used = static_cast<size_t>(__builtin_ctzll(bad));
+        const uint64_t chars = (bad ? LowBits(used) : valid) & ~(leads << 1);
+        const __m512i singles[4] = {
+            _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s0)),
+            _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s0, 1)),
+            _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s1)),
+            _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s1, 1)),
+        };
+        for (int g = 0; g < 4; ++g) {
+            const __mmask16 keep = static_cast<__mmask16>(chars >> (16 * g));
+            const __m512i units =
+                _mm512_mask_blend_epi32(static_cast<__mmask16>(leads >> (16 * g)), singles[g], cell[g]);
+            const unsigned k = static_cast<unsigned>(_mm_popcnt_u32(keep));
+            _mm256_mask_storeu_epi16(o, static_cast<__mmask16>((1u << k) - 1),
+                                     _mm512_cvtepi32_epi16(_mm512_maskz_compress_epi32(keep, units)));
+            o += k;
+        }
+        i += used;
+        if (bad)
+            break;
+    }
+    out = o;
+    return i;
+}
+
+// The codes of units 16G to 16G + 15 of a round (`half` holds units 32 * (G / 2) on, `blocks` the
+// reverse block of every unit); returns the units the loop stops at: no code, or a surrogate.
+template <int G>
+ZR_AVX512 inline uint64_t CodesOf(const uint16_t* cells, bool asciiSelf, __m512i half, __m512i blocks,
+                                  __m512i& code) {
+    const __m512i u = _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(half, G & 1));
+    const __m512i block = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(blocks, G));
+    const __m512i zero = _mm512_setzero_si512();
+    // Block 0 is the empty one and is not read. Every other cell is read with the one before it,
+    // which keeps the four-byte loads inside the table at its far end.
+    const __mmask16 filled = _mm512_test_epi32_mask(block, block);
+    const __m512i index = _mm512_sub_epi32(
+        _mm512_or_si512(_mm512_slli_epi32(block, 8), _mm512_and_si512(u, _mm512_set1_epi32(0xFF))),
+        _mm512_set1_epi32(1));
+    __m512i c = _mm512_srli_epi32(_mm512_mask_i32gather_epi32(zero, filled, index, cells, 2), 16);
+    if (asciiSelf)
+        c = _mm512_mask_mov_epi32(c, _mm512_cmplt_epu32_mask(u, _mm512_set1_epi32(0x80)), u);
+    const __mmask16 missing = _mm512_cmpeq_epi32_mask(c, zero) & _mm512_test_epi32_mask(u, u);
+    const __mmask16 surrogate =
+        _mm512_cmplt_epu32_mask(_mm512_sub_epi32(u, _mm512_set1_epi32(0xD800)), _mm512_set1_epi32(0x800));
+    code = c;
+    return static_cast<uint64_t>(missing | surrogate) << (16 * G);
+}
+
+ZR_AVX512 size_t EncodePairsAvx(const ReverseMap<uint16_t>& reverse, bool asciiSelf, const ZrUniChar* units,
+                                size_t i, size_t count, unsigned char* out, size_t& written) {
+    const ByteTable blockOf(reverse.blockOf);
+    const __m512i lowByte = _mm512_set1_epi32(0xFF);
+    // Each unit twice, as the lead byte (shifted down) and the trail byte of its code.
+    const __m512i pairsLow = _mm512_set_epi32(7, 7, 6, 6, 5, 5, 4, 4, 3, 3, 2, 2, 1, 1, 0, 0);
+    const __m512i pairsHigh = _mm512_set_epi32(15, 15, 14, 14, 13, 13, 12, 12, 11, 11, 10, 10, 9, 9, 8, 8);
+    const __m512i leadShift = _mm512_set_epi32(0, 8, 0, 8, 0, 8, 0, 8, 0, 8, 0, 8, 0, 8, 0, 8);
+    size_t w = written;
+    while (i < count) {
+        size_t n = count - i < 64 ? count - i : 64;
+        __m512i u0, u1;
+        LoadUnits(units + i, n, u0, u1);
+        const __m512i blocks = blockOf.Lookup(Narrow(_mm512_srli_epi16(u0, 8), _mm512_srli_epi16(u1, 8)));
+        __m512i code[4];
+        uint64_t stop = CodesOf<0>(reverse.cells, asciiSelf, u0, blocks, code[0]);
+        stop |= CodesOf<1>(reverse.cells, asciiSelf, u0, blocks, code[1]);
+        stop |= CodesOf<2>(reverse.cells, asciiSelf, u1, blocks, code[2]);
+        stop |= CodesOf<3>(reverse.cells, asciiSelf, u1, blocks, code[3]);
+        stop &= LowBits(n);
+        if (stop)
+            n = static_cast<size_t>(__builtin_ctzll(stop));
+        // Eight units at a time: sixteen byte lanes (lead, trail per unit), leads of one-byte codes and
+        // the units past n dropped by a compress.
+        for (size_t h = 0; h < 8 && 8 * h < n; ++h) {
+            const __m512i pairs = _mm512_permutexvar_epi32(h & 1 ? pairsHigh : pairsLow, code[h / 2]);
+            const size_t here = n - 8 * h < 8 ? n - 8 * h : 8;
+            const __mmask16 keep = static_cast<__mmask16>(
+                (_mm512_cmpgt_epu32_mask(pairs, lowByte) | 0xAAAAu) & ((1u << (2 * here)) - 1));
+            const unsigned k = static_cast<unsigned>(_mm_popcnt_u32(keep));
+            _mm_mask_storeu_epi8(
+                out + w, static_cast<__mmask16>((1u << k) - 1),
+                _mm512_cvtepi32_epi8(_mm512_maskz_compress_epi32(keep, _mm512_srlv_epi32(pairs, leadShift))));
+            w += k;
+        }
+        i += n;
+        if (stop)
+            break;
+    }
+    written = w;
+    return i;
+}
+
+} // namespace
+
+size_t DecodePage(const uint16_t* toUnicode, const unsigned char* bytes, size_t i, size_t length,
+                  ZrUniChar*& out) {
+    return DecodePageAvx(toUnicode, bytes, i, length, out);
+}
+
+size_t EncodePage(const ReverseMap<uint8_t>& reverse, const ZrUniChar* units, size_t i, size_t count,
+                  unsigned char* out, size_t& written) {
+    return EncodePageAvx(reverse, units, i, count, out, written);
+}
+
+size_t DecodePairs(const PairCodes& codes, const unsigned char* bytes, size_t i, size_t length,
+                   ZrUniChar*& out) {
+    return DecodePairsAvx(codes, bytes, i, length, out);
+}
+
+size_t EncodePairs(const ReverseMap<uint16_t>& reverse, bool asciiSelf, const ZrUniChar* units, size_t i,
+                   size_t count, unsigned char* out, size_t& written) {
+    return EncodePairsAvx(reverse, asciiSelf, units, i, count, out, written);
+}
+
+#else
+
+// Elsewhere the scalar loops do everything: the vector loops are never enabled and convert nothing.
+bool Supported() {
+    return false;
+}
+
+size_t DecodePage(const uint16_t*, const unsigned char*, size_t i, size_t, ZrUniChar*&) {
+    return i;
+}
+size_t EncodePage(const ReverseMap<uint8_t>&, const ZrUniChar*, size_t i, size_t, unsigned char*, size_t&) {
+    return i;
+}
+size_t DecodePairs(const PairCodes&, const unsigned char*, size_t i, size_t, ZrUniChar*&) {
+    return i;
+}
+size_t EncodePairs(const ReverseMap<uint16_t>&, bool, const ZrUniChar*, size_t i, size_t, unsigned char*,
+                   size_t&) {
+    return i;
+}
+
+#endif
+
+} // namespace zr_codeset::simd

@@ -3,63 +3,49 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <climits>
+#include <functional>
 #include <string>
 
 #include "net/zrerror.h"
 
 namespace {
 
-// Reads everything written to a pipe once its write end is closed.
-std::string Drain(int fd) {
-    std::string out;
+// What `write` puts through a ZrOFStream (UTF-8) over a pipe, read once the stream is gone.
+std::string Written(const std::function<void(ZrOFStream&)>& write) {
+    int fds[2];
+    if (pipe(fds) != 0)
+        return "(no pipe)";
+    {
+        ZrOFStream out(fds[1], 42, 0);
+        write(out);
+    }
+    close(fds[1]);
+    std::string bytes;
     char chunk[256];
-    ssize_t n;
-    while ((n = read(fd, chunk, sizeof chunk)) > 0)
-        out.append(chunk, n);
-    return out;
+    for (ssize_t n; (n = read(fds[0], chunk, sizeof chunk)) > 0;)
+        bytes.append(chunk, static_cast<size_t>(n));
+    close(fds[0]);
+    return bytes;
 }
 
 TEST(ZrOFStream, WritesConvertedTextWithoutTerminators) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    {
-        ZrOFStream out(fds[1], 42, 0);
-        out << "caf\xc3\xa9 " << 42 << " " << -7 << " " << 4000000000u << " " << -5L << " " << 18000000000000000000UL;
-        out << ZrUniString();
-        out << ZrError(ZrUniString(" end"));
-        EXPECT_EQ(out.Flush(), 0);
-    }
-    close(fds[1]);
-    EXPECT_EQ(Drain(fds[0]), "caf\xc3\xa9 42 -7 4000000000 -5 18000000000000000000 end");
-    close(fds[0]);
-}
-
-TEST(ZrOFStream, EmptyTextWritesNoBytes) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    {
-        ZrOFStream out(fds[1], 42, 0);
-        out.WriteString(ZrUniString());
-        out << "";
-    }
-    close(fds[1]);
-    EXPECT_EQ(Drain(fds[0]), "");
-    close(fds[0]);
-}
-
-TEST(ZrOFStream, UnconvertibleTextIsDroppedNotTruncatedGarbage) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    {
-        // A lone surrogate cannot be written strictly as UTF-8: the whole text is dropped.
-        ZrOFStream out(fds[1], 42, 0);
-        out << ZrUniString(std::u16string_view(u"ok\xd800"));
-        out << "|";
-    }
-    close(fds[1]);
-    EXPECT_EQ(Drain(fds[0]), "|");
-    close(fds[0]);
+    EXPECT_EQ(Written([](ZrOFStream& out) {
+                  out << "caf\xc3\xa9 " << 42 << " " << -7 << " " << 4000000000u << " " << -5L << " "
+                      << 18000000000000000000UL;
+                  out << ZrUniString();
+                  out << ZrError(ZrUniString(" end"));
+                  EXPECT_EQ(out.Flush(), 0);
+              }),
+              "caf\xc3\xa9 42 -7 4000000000 -5 18000000000000000000 end");
+    EXPECT_EQ(Written([](ZrOFStream& out) {
+                  out.WriteString(ZrUniString());
+                  out << "";
+              }),
+              "")
+        << "empty text writes no bytes";
+    // A lone surrogate cannot be written strictly as UTF-8: the whole text is dropped, not cut.
+    EXPECT_EQ(Written([](ZrOFStream& out) { out << ZrUniString(std::u16string_view(u"ok\xd800")) << "|"; }),
+              "|");
 }
 
 TEST(ZrOSStream, AppendsAndTruncatesTheReferredString) {
@@ -85,4 +71,4 @@ TEST(ZrOBufferedStream, HandsCollectedTextToTargetOnFlush) {
     EXPECT_EQ(orphan.Collected().AsUtf8(), "kept");
 }
 
-}  // namespace
+} // namespace

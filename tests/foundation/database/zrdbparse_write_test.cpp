@@ -95,23 +95,9 @@ TEST(ZrDBParseWrite, FileHeaderIsFourLinesThatTheReaderSkips) {
     EXPECT_EQ(back.ToString(-1).AsUtf8(), "[k={(v)}]\n");
 }
 
-TEST(ZrDBParseWrite, EscapedTextReadsBackUnchanged) {
-    ZrDatabase db;
-    db.AppendValue("a=b", "x)y");
-    db.AppendValue("a=b", "back\\slash(open=");
-    db.AppendValue(" lead\nline", "");
-    ZrDatabase back;
-    ASSERT_TRUE(back.FromString(db.ToString(-1), 0)) << back.ErrorString().AsUtf8();
-    EXPECT_EQ(back.ToString(-1).AsUtf8(), db.ToString(-1).AsUtf8());
-    ZrDList<ZrUniString> values;
-    back.ListValues("a=b", values);
-    ASSERT_EQ(values.Count(), 2u);
-    EXPECT_EQ(values[0].AsUtf8(), "x)y");
-    EXPECT_EQ(values[1].AsUtf8(), "back\\slash(open=");
-}
-
 // Generated databases, written and read back, must come back with the same keys, values, tags and
-// comments. Comments are generated in the form the reader produces (blank runs and "#" lines, each
+// comments; the alphabet holds every character the writer escapes, blanks and line feeds. Comments are
+// generated in the form the reader produces (blank runs and "#" lines, each
 // "#" line ending in a line feed, no leading or doubled line feed), and the first entry written gets
 // no "##" opening, which the reader would take for a header.
 class RoundTrip : public ::testing::TestWithParam<uint32_t> {};

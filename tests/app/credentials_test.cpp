@@ -156,6 +156,7 @@ TEST(UserNameDeathTest, IsWorkedOutOnceAndThenKept) {
         ::testing::ExitedWithCode(0), "");
 }
 
+// Through ExitBadUser: its line and status.
 TEST(UserNameDeathTest, ForeignOverrideEndsTheProcess) {
     EXPECT_EXIT(
         {
@@ -175,11 +176,6 @@ TEST(UserNameDeathTest, ForeignOverrideEndsTheProcess) {
             std::exit(0);
         },
         ::testing::ExitedWithCode(3), "^Failed to work out the current user\n$");
-}
-
-TEST(ExitBadUserDeathTest, PrintsItsLineAndExitsWithThree) {
-    EXPECT_EXIT(credentials::ExitBadUser(), ::testing::ExitedWithCode(3),
-                "^Failed to work out the current user\n$");
 }
 
 } // namespace

@@ -34,27 +34,20 @@ void PumpUntil(platform::Dispatcher& dispatcher, const std::function<bool()>& do
         dispatcher.Dispatch(&step);
 }
 
-// Sets an environment variable for one scope; nullptr unsets it.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : m_name(name) {
-        if (const char* old = std::getenv(name))
-            m_old = old;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-    ~ScopedEnv() {
-        if (m_old)
-            setenv(m_name, m_old->c_str(), 1);
-        else
-            unsetenv(m_name);
-    }
+// Blocks until Xlib's queue holds at least `count` events read from the socket.
+void WaitQueued(rdp::XDisplay& display, int count) {
+    while (XEventsQueued(display.GetDisplay(), QueuedAfterReading) < count)
+        usleep(1000);
+}
 
-private:
-    const char* m_name;
-    std::optional<std::string> m_old;
+// Sets an environment variable for one scope (nullptr unsets it); the tests run without it, so it
+// is unset again afterwards.
+struct ScopedEnv {
+    ScopedEnv(const char* name, const char* value) : name(name) {
+        value ? setenv(name, value, 1) : unsetenv(name);
+    }
+    ~ScopedEnv() { unsetenv(name); }
+    const char* name;
 };
 
 class RecordingNotify : public rdp::XDisplayNotify {
@@ -266,11 +259,15 @@ protected:
     }
 
     // Opens the display, queues `count` extension events in one write, and returns how many each
-    // turn of HandleEvents handled until the queue was empty.
-    std::vector<size_t> Turns(const char* limit, int count) {
+    // turn of HandleEvents handled until the queue was empty. `byDispatcher` leaves the turns to a
+    // dispatcher, which sees no new socket data after the first: only the fast event brings it back.
+    std::vector<size_t> Turns(const char* limit, int count, bool byDispatcher) {
         std::vector<size_t> turns;
         InDispatcher([&] {
             ScopedEnv env("COMMON_X11_EVENTS_YIELD_LIMIT", limit);
+            std::optional<platform::Dispatcher> dispatcher;
+            if (byDispatcher)
+                dispatcher.emplace();
             rdp::XDisplay display;
             ASSERT_TRUE(display.Open(m_server.Display().c_str()));
             wex::common::dmp::x11::Client client(display);
@@ -279,9 +276,14 @@ protected:
             display.AttachEventHandler(&handler);
             XSync(display.GetDisplay(), False);
             m_server.Must("send_raw", "{\"hex\": \"0102\", \"count\": " + std::to_string(count) + "}");
+            if (byDispatcher) {
+                PumpUntil(*dispatcher, [&] { return handler.types.size() == size_t(count); });
+                turns.push_back(handler.types.size());
+                m_fastSet.push_back(display.FastEvent().IsSet());
+                return;
+            }
             // Wait until everything has reached Xlib's queue, then take turns by hand.
-            while (XEventsQueued(display.GetDisplay(), QueuedAfterReading) < count)
-                usleep(1000);
+            WaitQueued(display, count);
             size_t seen = 0;
             for (int turn = 0; turn < count + 1 && seen < size_t(count); ++turn) {
                 display.HandleEvents();
@@ -304,35 +306,19 @@ TEST_F(EventTurn, StopsAtTheYieldLimitAndSetsTheFastEvent) {
         int count;
         std::vector<size_t> turns;
         std::vector<bool> fastSet;
+        bool byDispatcher = false;
     } rows[] = {
         {"2", 5, {2, 2, 1}, {true, true, false}},
         {"-1", 5, {5}, {false}},                  // negative: everything in one turn
         {"0", 3, {1, 1, 1}, {true, true, false}}, // zero acts as one
         {nullptr, 40, {32, 8}, {true, false}},    // the default
+        {"2", 7, {7}, {false}, true},             // the fast event resumes the turns from the dispatcher
     };
     for (const auto& row : rows) {
         m_fastSet.clear();
-        EXPECT_EQ(Turns(row.limit, row.count), row.turns) << row.count;
+        EXPECT_EQ(Turns(row.limit, row.count, row.byDispatcher), row.turns) << row.count;
         EXPECT_EQ(m_fastSet, row.fastSet) << row.count;
     }
-}
-
-// Through the dispatcher: the fast event brings the display back without new socket data.
-TEST_F(EventTurn, FastEventResumesTheTurnFromTheDispatcher) {
-    InDispatcher([&] {
-        ScopedEnv env("COMMON_X11_EVENTS_YIELD_LIMIT", "2");
-        platform::Dispatcher dispatcher;
-        rdp::XDisplay display;
-        ASSERT_TRUE(display.Open(m_server.Display().c_str()));
-        wex::common::dmp::x11::Client client(display);
-        ASSERT_TRUE(client.InitExtension());
-        CountingHandler handler;
-        display.AttachEventHandler(&handler);
-        XSync(display.GetDisplay(), False);
-        m_server.Must("send_raw", "{\"hex\": \"0102\", \"count\": 7}");
-        PumpUntil(dispatcher, [&] { return handler.types.size() == 7; });
-        EXPECT_FALSE(display.FastEvent().IsSet());
-    });
 }
 
 TEST_F(EventTurn, HandlersSeeEventsInOrderUntilOneDeclines) {
@@ -352,8 +338,7 @@ TEST_F(EventTurn, HandlersSeeEventsInOrderUntilOneDeclines) {
         display.DetachEventHandler(&leading);
         XSync(display.GetDisplay(), False);
         m_server.Must("send_raw", "{\"hex\": \"0102\", \"count\": 2}");
-        while (XEventsQueued(display.GetDisplay(), QueuedAfterReading) < 2)
-            usleep(1000);
+        WaitQueued(display, 2);
         display.HandleEvents();
         EXPECT_EQ(stopper.types, (std::vector<int>{m_firstEvent, m_firstEvent}));
         EXPECT_TRUE(never.types.empty());
@@ -393,8 +378,7 @@ TEST_F(EventTurn, RemembersTheLastEventTime) {
             m_server.Must("send_wire", "{\"hex\": \"" + hex + "\"}");
             const size_t before = handler.types.size();
             while (handler.types.size() == before) {
-                while (XEventsQueued(display.GetDisplay(), QueuedAfterReading) == 0)
-                    usleep(1000);
+                WaitQueued(display, 1);
                 display.HandleEvents();
             }
             EXPECT_EQ(display.LastEventTime(), c.expect) << hex;

@@ -140,15 +140,25 @@ struct Gb18030Codec : StatelessCodec {
 };
 
 // The quick loops, or the vector ones where the processor has them. `Codes` gives the table in the
-// vector decoder's terms; `kAsciiSelf` says that units below 0x80 encode as themselves whatever the
-// reverse table holds.
-template <class Codec, bool kAsciiSelf> struct BlockConverter {
+// vector decoder's terms; where the codec keeps ASCII, the vector encoder does not look those units up.
+template <class Codec> struct BlockConverter {
     using Quick = QuickConverter<Codec>;
 
     static const simd::PairCodes& Codes() {
         static const simd::PairCodes codes = {
-            Codec::kTable.single,  Codec::kTable.cells,   Codec::kTable.leadLo, Codec::kTable.leadHi,
-            Codec::kTable.trailLo, Codec::kTable.trailHi, Codec::kTrail7F,
+            Codec::kTable.single,
+            Codec::kTable.cells,
+            Codec::kTable.leadLo,
+            Codec::kTable.leadHi,
+            Codec::kTable.trailLo,
+            Codec::kTable.trailHi,
+            Codec::kTrail7F,
+            nullptr,
+            0,
+            0,
+            0,
+            0,
+            0,
         };
         return codes;
     }
@@ -164,7 +174,7 @@ template <class Codec, bool kAsciiSelf> struct BlockConverter {
                    unsigned options) {
         if (!simd::Enabled())
             return Quick::To(units, count, out, info, options);
-        return simd::EncodeByBlocks<Codec>(kAsciiSelf, units, count, out, info, options);
+        return simd::EncodeByBlocks<Codec>(AsciiSame<Codec>(), units, count, out, info, options);
     }
 
     static constexpr ZrConverter Make(const char* name) {
@@ -176,10 +186,10 @@ template <class Codec, bool kAsciiSelf> struct BlockConverter {
 
 namespace converters {
 
-const ZrConverter kBig5 = BlockConverter<DoubleByteCodec<tables::kBig5>, false>::Make("BIG5");
-const ZrConverter kGb2312 = BlockConverter<DoubleByteCodec<tables::kGb2312>, false>::Make("GB2312");
-const ZrConverter kShiftJis = BlockConverter<DoubleByteCodec<tables::kShiftJis>, false>::Make("SHIFT_JIS");
-const ZrConverter kGb18030 = BlockConverter<Gb18030Codec, true>::Make("GB18030");
+const ZrConverter kBig5 = BlockConverter<DoubleByteCodec<tables::kBig5>>::Make("BIG5");
+const ZrConverter kGb2312 = BlockConverter<DoubleByteCodec<tables::kGb2312>>::Make("GB2312");
+const ZrConverter kShiftJis = BlockConverter<DoubleByteCodec<tables::kShiftJis>>::Make("SHIFT_JIS");
+const ZrConverter kGb18030 = BlockConverter<Gb18030Codec>::Make("GB18030");
 
 } // namespace converters
 } // namespace zr_codeset

@@ -72,8 +72,8 @@ struct EucJpCodec : StatelessCodec {
 };
 
 // EUC-JP decoding through the vector loop where the processor has it. Its one-byte codes are the
-// table's below 0x80; every byte from 0x80 on starts a longer code (or none), and the loop takes the
-// JIS X 0208 pairs itself and leaves 8E, 8F and the rest to the codec.
+// table's below 0x80; every byte from 0x80 on starts a longer code (or none). The loop takes the
+// JIS X 0208 pairs and the JIS X 0212 codes after 8F itself and leaves 8E and the rest to the codec.
 struct EucJpDecoder {
     static const simd::PairCodes& Codes() {
         static const uint16_t* const single = [] {
@@ -82,8 +82,11 @@ struct EucJpDecoder {
                 bytes[b] = b < 0x80 ? kX0208.single[b] : 0xFFFF;
             return bytes;
         }();
-        static const simd::PairCodes codes = {single,         kX0208.cells,   kX0208.leadLo, kX0208.leadHi,
-                                              kX0208.trailLo, kX0208.trailHi, true};
+        // JIS X 0212 after 8F.
+        static const simd::PairCodes codes = {
+            single,       kX0208.cells, kX0208.leadLo, kX0208.leadHi, kX0208.trailLo, kX0208.trailHi, true,
+            kX0212.cells, 0x8F,         kX0212.leadLo, kX0212.leadHi, kX0212.trailLo, kX0212.trailHi,
+        };
         return codes;
     }
 

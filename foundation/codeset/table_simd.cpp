@@ -136,35 +136,58 @@ ZR_AVX512 size_t EncodePageAvx(const ReverseMap<uint8_t>& reverse, const ZrUniCh
     return i;
 }
 
-// The grid cells of the leads among bytes 16G to 16G + 15 of a block (offsets from the grid's first
-// lead and trail byte); returns the leads whose cell is empty, at their positions in the block.
-template <int G>
-ZR_AVX512 inline uint64_t LookupCells(const uint16_t* cells, __m512i leadOffset, __m512i trailOffset,
-                                      __m512i rowAndOne, uint64_t leads, __m512i& cell) {
-    const __m512i l = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(leadOffset, G));
-    const __m512i r = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(trailOffset, G));
-    // (lead, trail) as the two words of a lane: one multiply-add gives the cell's index.
-    const __m512i index = _mm512_madd_epi16(_mm512_or_si512(l, _mm512_slli_epi32(r, 16)), rowAndOne);
-    const __mmask16 mine = static_cast<__mmask16>(leads >> (16 * G));
-    const __m512i zero = _mm512_setzero_si512();
-    cell =
-        _mm512_and_si512(_mm512_mask_i32gather_epi32(zero, mine, index, cells, 2), _mm512_set1_epi32(0xFFFF));
-    return static_cast<uint64_t>(_mm512_mask_cmpeq_epi32_mask(mine, cell, zero)) << (16 * G);
-}
+// A grid in registers: its byte ranges, and the multiplier that makes a cell index of a lane holding
+// (lead offset, trail offset) as two words.
+struct GridRegs {
+    const uint16_t* cells;
+    __m512i leadLo, leadSpan, trailLo, trailSpan, leadHi, trailHi, rowAndOne;
+    bool trail7F;
+
+    ZR_AVX512 GridRegs(const uint16_t* grid, uint8_t lo, uint8_t hi, uint8_t tlo, uint8_t thi, bool del)
+        : cells(grid), leadLo(_mm512_set1_epi8(static_cast<char>(lo))),
+          leadSpan(_mm512_set1_epi8(static_cast<char>(hi - lo))),
+          trailLo(_mm512_set1_epi8(static_cast<char>(tlo))),
+          trailSpan(_mm512_set1_epi8(static_cast<char>(thi - tlo))),
+          leadHi(_mm512_set1_epi8(static_cast<char>(hi))), trailHi(_mm512_set1_epi8(static_cast<char>(thi))),
+          rowAndOne(_mm512_set1_epi32(static_cast<int>(thi - tlo + 1u) | (1 << 16))), trail7F(del) {}
+
+    // The positions whose byte (b) and successor (t) fall inside the grid. The gather reads four
+    // bytes a cell, so the grid's last cell is left out (to the codec).
+    ZR_AVX512 uint64_t Holds(__m512i b, __m512i t) const {
+        uint64_t in = _mm512_cmple_epu8_mask(_mm512_sub_epi8(b, leadLo), leadSpan) &
+                      _mm512_cmple_epu8_mask(_mm512_sub_epi8(t, trailLo), trailSpan) &
+                      ~(_mm512_cmpeq_epi8_mask(b, leadHi) & _mm512_cmpeq_epi8_mask(t, trailHi));
+        if (!trail7F)
+            in &= ~_mm512_cmpeq_epi8_mask(t, _mm512_set1_epi8(0x7F));
+        return in;
+    }
+
+    // The cells of the positions 16G to 16G + 15 of `leads` into those lanes of `cell`; returns the
+    // leads whose cell is empty.
+    template <int G> ZR_AVX512 uint64_t Lookup(__m512i b, __m512i t, uint64_t leads, __m512i& cell) const {
+        const __mmask16 mine = static_cast<__mmask16>(leads >> (16 * G));
+        if (mine == 0) // short text: a gather costs the same with no lane to fetch
+            return 0;
+        const __m512i l = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(_mm512_sub_epi8(b, leadLo), G));
+        const __m512i r = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(_mm512_sub_epi8(t, trailLo), G));
+        // (lead, trail) as the two words of a lane: one multiply-add gives the cell's index.
+        const __m512i index = _mm512_madd_epi16(_mm512_or_si512(l, _mm512_slli_epi32(r, 16)), rowAndOne);
+        const __m512i found = _mm512_and_si512(_mm512_mask_i32gather_epi32(cell, mine, index, cells, 2),
+                                               _mm512_set1_epi32(0xFFFF));
+        cell = _mm512_mask_mov_epi32(cell, mine, found);
+        return static_cast<uint64_t>(_mm512_mask_cmpeq_epi32_mask(mine, found, _mm512_setzero_si512()))
+               << (16 * G);
+    }
+};
 
 ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* bytes, size_t i, size_t length,
                                 ZrUniChar*& out) {
     const WordTable single(codes.single);
     const __m512i none = _mm512_set1_epi16(-1);
-    const __m512i leadLo = _mm512_set1_epi8(static_cast<char>(codes.leadLo));
-    const __m512i leadSpan = _mm512_set1_epi8(static_cast<char>(codes.leadHi - codes.leadLo));
-    const __m512i trailLo = _mm512_set1_epi8(static_cast<char>(codes.trailLo));
-    const __m512i trailSpan = _mm512_set1_epi8(static_cast<char>(codes.trailHi - codes.trailLo));
-    const __m512i leadHi = _mm512_set1_epi8(static_cast<char>(codes.leadHi));
-    const __m512i trailHi = _mm512_set1_epi8(static_cast<char>(codes.trailHi));
-    const __m512i del = _mm512_set1_epi8(0x7F);
-    const __m512i rowAndOne =
-        _mm512_set1_epi32(static_cast<int>(codes.trailHi - codes.trailLo + 1u) | (1 << 16));
+    const GridRegs grid(codes.cells, codes.leadLo, codes.leadHi, codes.trailLo, codes.trailHi, codes.trail7F);
+    const GridRegs shifted(codes.shiftCells ? codes.shiftCells : codes.cells, codes.shiftLeadLo,
+                           codes.shiftLeadHi, codes.shiftTrailLo, codes.shiftTrailHi, true);
+    const __m512i shiftByte = _mm512_set1_epi8(static_cast<char>(codes.shift));
     ZrUniChar* o = out;
     while (i < length) {
         const size_t left = length - i;
@@ -175,9 +198,14 @@ ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* byt
         const __m512i t = _mm512_maskz_loadu_epi8(LowBits(left - 1), bytes + i + 1);
         const __m512i s0 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_castsi512_si256(b)));
         const __m512i s1 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(b, 1)));
-        const uint64_t starter = (static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s0, none)) |
-                                  static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s1, none)) << 32) &
-                                 valid;
+        uint64_t starter = (static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s0, none)) |
+                            static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s1, none)) << 32) &
+                           valid;
+        // A shift byte is read as a character of its own in front of a pair of the second grid. That
+        // is right wherever the checks below pass: before the first failure both readings agree, and
+        // a shift byte where a trail belongs fails as that trail.
+        const uint64_t shifts = codes.shiftCells ? _mm512_cmpeq_epi8_mask(b, shiftByte) & valid : 0;
+        starter &= ~shifts;
         // The block starts on a character, and so does every run of starter bytes (the byte before
         // it is a one-byte code or a trail); inside a run, leads and trails alternate. Adding each
         // run's first bit at an odd position clears the runs that begin there, so x keeps exactly the
@@ -185,29 +213,31 @@ ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* byt
         const uint64_t runStarts = starter & ~(starter << 1);
         const uint64_t x = starter + (runStarts & kOddBits);
         const uint64_t leads = starter & ((x & kEvenBits) | (~x & kOddBits));
+        const uint64_t second = leads & (shifts << 1);
 
-        uint64_t trailOk = _mm512_cmple_epu8_mask(_mm512_sub_epi8(t, trailLo), trailSpan);
-        if (!codes.trail7F)
-            trailOk &= ~_mm512_cmpeq_epi8_mask(t, del);
-        // The gather reads four bytes a cell, so the grid's last cell is left to the codec.
-        const uint64_t lastCell = _mm512_cmpeq_epi8_mask(b, leadHi) & _mm512_cmpeq_epi8_mask(t, trailHi);
-        uint64_t bad =
-            leads & ~(_mm512_cmple_epu8_mask(_mm512_sub_epi8(b, leadLo), leadSpan) & trailOk & ~lastCell);
-        const uint64_t lookups = leads & ~bad;
+        // A failure counts at the first byte of its code: a lead, or the shift byte in front of one
+        // (also one with no lead after it).
+        const uint64_t firstOk = leads & ~second & grid.Holds(b, t);
+        const uint64_t secondOk = second ? second & shifted.Holds(b, t) : 0;
+        uint64_t bad = (leads & ~second & ~firstOk) | ((second & ~secondOk) >> 1) | (shifts & ~(leads >> 1));
 
-        const __m512i leadOffset = _mm512_sub_epi8(b, leadLo), trailOffset = _mm512_sub_epi8(t, trailLo);
         __m512i cell[4];
-        bad |= LookupCells<0>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[0]);
-        bad |= LookupCells<1>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[1]);
-        bad |= LookupCells<2>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[2]);
-        bad |= LookupCells<3>(codes.cells, leadOffset, trailOffset, rowAndOne, lookups, cell[3]);
+        for (__m512i& c : cell)
+            c = _mm512_setzero_si512();
+        bad |= grid.Lookup<0>(b, t, firstOk, cell[0]) | grid.Lookup<1>(b, t, firstOk, cell[1]) |
+               grid.Lookup<2>(b, t, firstOk, cell[2]) | grid.Lookup<3>(b, t, firstOk, cell[3]);
+        if (secondOk)
+            bad |=
+                (shifted.Lookup<0>(b, t, secondOk, cell[0]) | shifted.Lookup<1>(b, t, secondOk, cell[1]) |
+                 shifted.Lookup<2>(b, t, secondOk, cell[2]) | shifted.Lookup<3>(b, t, secondOk, cell[3])) >>
+                1;
 
         // Up to the first code left to the codec (always a lead, so no trail is cut from its lead);
         // a lead in the last byte takes the next block's first byte as its trail.
         size_t used = n + (leads >> 63);
         if (bad)
             used = static_cast<size_t>(__builtin_ctzll(bad));
-        const uint64_t chars = (bad ? LowBits(used) : valid) & ~(leads << 1);
+        const uint64_t chars = (bad ? LowBits(used) : valid) & ~(leads << 1) & ~shifts;
         const __m512i singles[4] = {
             _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s0)),
             _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s0, 1)),
@@ -232,27 +262,36 @@ ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* byt
 }
 
 // The codes of units 16G to 16G + 15 of a round (`half` holds units 32 * (G / 2) on, `blocks` the
-// reverse block of every unit); returns the units the loop stops at: no code, or a surrogate.
+// reverse block of every unit, `present` the units there are); returns the units the loop stops at:
+// no code, or a surrogate.
 template <int G>
 ZR_AVX512 inline uint64_t CodesOf(const uint16_t* cells, bool asciiSelf, __m512i half, __m512i blocks,
-                                  __m512i& code) {
+                                  uint64_t present, __m512i& code) {
+    const __mmask16 here = static_cast<__mmask16>(present >> (16 * G));
+    if (here == 0) {
+        code = _mm512_setzero_si512();
+        return 0;
+    }
     const __m512i u = _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(half, G & 1));
     const __m512i block = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(blocks, G));
     const __m512i zero = _mm512_setzero_si512();
+    const __mmask16 ascii = asciiSelf ? _mm512_cmplt_epu32_mask(u, _mm512_set1_epi32(0x80)) : 0;
     // Block 0 is the empty one and is not read. Every other cell is read with the one before it,
     // which keeps the four-byte loads inside the table at its far end.
-    const __mmask16 filled = _mm512_test_epi32_mask(block, block);
-    const __m512i index = _mm512_sub_epi32(
-        _mm512_or_si512(_mm512_slli_epi32(block, 8), _mm512_and_si512(u, _mm512_set1_epi32(0xFF))),
-        _mm512_set1_epi32(1));
-    __m512i c = _mm512_srli_epi32(_mm512_mask_i32gather_epi32(zero, filled, index, cells, 2), 16);
-    if (asciiSelf)
-        c = _mm512_mask_mov_epi32(c, _mm512_cmplt_epu32_mask(u, _mm512_set1_epi32(0x80)), u);
+    const __mmask16 filled = _mm512_test_epi32_mask(block, block) & here & ~ascii;
+    __m512i c = zero;
+    if (filled) {
+        const __m512i index = _mm512_sub_epi32(
+            _mm512_or_si512(_mm512_slli_epi32(block, 8), _mm512_and_si512(u, _mm512_set1_epi32(0xFF))),
+            _mm512_set1_epi32(1));
+        c = _mm512_srli_epi32(_mm512_mask_i32gather_epi32(zero, filled, index, cells, 2), 16);
+    }
+    c = _mm512_mask_mov_epi32(c, ascii, u);
     const __mmask16 missing = _mm512_cmpeq_epi32_mask(c, zero) & _mm512_test_epi32_mask(u, u);
     const __mmask16 surrogate =
         _mm512_cmplt_epu32_mask(_mm512_sub_epi32(u, _mm512_set1_epi32(0xD800)), _mm512_set1_epi32(0x800));
     code = c;
-    return static_cast<uint64_t>(missing | surrogate) << (16 * G);
+    return static_cast<uint64_t>((missing | surrogate) & here) << (16 * G);
 }
 
 ZR_AVX512 size_t EncodePairsAvx(const ReverseMap<uint16_t>& reverse, bool asciiSelf, const ZrUniChar* units,
@@ -270,11 +309,11 @@ ZR_AVX512 size_t EncodePairsAvx(const ReverseMap<uint16_t>& reverse, bool asciiS
         LoadUnits(units + i, n, u0, u1);
         const __m512i blocks = blockOf.Lookup(Narrow(_mm512_srli_epi16(u0, 8), _mm512_srli_epi16(u1, 8)));
         __m512i code[4];
-        uint64_t stop = CodesOf<0>(reverse.cells, asciiSelf, u0, blocks, code[0]);
-        stop |= CodesOf<1>(reverse.cells, asciiSelf, u0, blocks, code[1]);
-        stop |= CodesOf<2>(reverse.cells, asciiSelf, u1, blocks, code[2]);
-        stop |= CodesOf<3>(reverse.cells, asciiSelf, u1, blocks, code[3]);
-        stop &= LowBits(n);
+        const uint64_t present = LowBits(n);
+        const uint64_t stop = CodesOf<0>(reverse.cells, asciiSelf, u0, blocks, present, code[0]) |
+                              CodesOf<1>(reverse.cells, asciiSelf, u0, blocks, present, code[1]) |
+                              CodesOf<2>(reverse.cells, asciiSelf, u1, blocks, present, code[2]) |
+                              CodesOf<3>(reverse.cells, asciiSelf, u1, blocks, present, code[3]);
         if (stop)
             n = static_cast<size_t>(__builtin_ctzll(stop));
         // Eight units at a time: sixteen byte lanes (lead, trail per unit), leads of one-byte codes and

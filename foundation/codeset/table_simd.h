@@ -37,6 +37,9 @@ struct PairCodes {
     const uint16_t* cells;  // the grid, (lead - leadLo) * (trailHi - trailLo + 1) + (trail - trailLo)
     uint8_t leadLo, leadHi, trailLo, trailHi;
     bool trail7F; // whether 7F counts as a trail byte when it lies inside the grid's trail range
+    // EUC-JP: a byte (a starter) whose code is the pair after it in a second grid, or no shiftCells.
+    const uint16_t* shiftCells;
+    uint8_t shift, shiftLeadLo, shiftLeadHi, shiftTrailLo, shiftTrailHi;
 };
 
 // Bytes [i, length) of a page to units at `out` (advanced), up to the first byte the page leaves

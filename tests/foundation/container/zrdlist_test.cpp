@@ -92,30 +92,14 @@ TEST(ZrDList, IteratorStopsWhenListIsEmptiedUnderIt) {
     EXPECT_EQ(fresh.Next(), nullptr);
 }
 
-TEST(ZrDList, CopiesAreIndependentAndKeepHoles) {
-    ZrDList<ZrUniString> list;
-    list.Insert(ZrUniString("a"));
-    list.Insert(ZrUniString("b"));
-    list.RemoveAt(0);
-    ZrDList<ZrUniString> copy(list);
-    copy.Insert(ZrUniString("c"));
-    EXPECT_EQ(list.Count(), 1u);
-    EXPECT_EQ(copy.Count(), 2u);
-    EXPECT_EQ(copy.EndIndex(), 3u);
-    EXPECT_FALSE(copy.IsOccupied(0));
-    EXPECT_TRUE(copy[1] == "b");
-
-    ZrDList<ZrUniString> moved(std::move(copy));
-    EXPECT_EQ(moved.Count(), 2u);
-    EXPECT_EQ(copy.Count(), 0u);
-    EXPECT_EQ(copy.Capacity(), 10u);
-}
-
-// Strings with two inline slots cross both storage edges: the third slot moves them to the heap, the
-// 33rd bit moves the bitmap. Copies, moves and flushes at every such size keep holes and contents.
-TEST(ZrDList, InlineAndHeapStorageKeepContentsAcrossCopiesAndMoves) {
+// Copies, moves and flushes at every size keep holes and contents, and leave each other alone. With
+// two inline slots the strings cross both storage edges: the third slot moves them to the heap, the
+// 33rd bit moves the bitmap; without, they live on the heap from the first.
+template <uint32_t N> void CheckCopiesAndMoves() {
+    using List = ZrDList<ZrUniString, N>;
+    SCOPED_TRACE("inline slots " + std::to_string(N));
     for (uint32_t size : {0u, 1u, 2u, 3u, 10u, 11u, 32u, 33u, 64u, 321u}) {
-        ZrDList<ZrUniString, 2> list;
+        List list;
         std::vector<std::string> expected;
         for (uint32_t i = 0; i < size; ++i) {
             std::string text = "v" + std::to_string(i);
@@ -128,7 +112,7 @@ TEST(ZrDList, InlineAndHeapStorageKeepContentsAcrossCopiesAndMoves) {
                 ASSERT_TRUE(list.RemoveAt(hole));
                 expected[hole].clear();
             }
-        auto check = [&](const ZrDList<ZrUniString, 2>& l, const char* what) {
+        auto check = [&](const List& l, const char* what) {
             ASSERT_EQ(l.EndIndex(), size) << what << " " << size;
             uint32_t count = 0;
             for (uint32_t i = 0; i < size; ++i) {
@@ -143,30 +127,38 @@ TEST(ZrDList, InlineAndHeapStorageKeepContentsAcrossCopiesAndMoves) {
             EXPECT_EQ(l.Count(), count) << what;
         };
         check(list, "original");
-        ZrDList<ZrUniString, 2> copy(list);
+        List copy(list);
         check(copy, "copy");
-        ZrDList<ZrUniString, 2> assigned;
+        List assigned;
         assigned.Insert(ZrUniString("replaced"));
         assigned = list;
         check(assigned, "assigned");
-        ZrDList<ZrUniString, 2> moved(std::move(copy));
+        List moved(std::move(copy));
         check(moved, "moved");
         EXPECT_EQ(copy.EndIndex(), 0u);
+        EXPECT_EQ(copy.Count(), 0u);
+        EXPECT_EQ(copy.Capacity(), List().Capacity());
         copy.Insert(ZrUniString("again")); // a moved-from list is a new list
         EXPECT_EQ(copy[0].AsUtf8(), "again");
-        ZrDList<ZrUniString, 2> moveAssigned;
+        List moveAssigned;
         for (int i = 0; i < 5; ++i)
             moveAssigned.Insert(ZrUniString("x"));
         moveAssigned = std::move(moved);
         check(moveAssigned, "move-assigned");
         // Growing on after a copy leaves the original alone.
         assigned.Insert(ZrUniString("tail"));
+        moveAssigned.Insert(ZrUniString("tail"));
         check(list, "original after the copy grew");
         list.Flush();
         EXPECT_EQ(list.EndIndex(), 0u);
         EXPECT_EQ(list.BitmapWords(), 10u);
         EXPECT_EQ(list.InsertNonConst(ZrUniString("first")), 0u);
     }
+}
+
+TEST(ZrDList, HeapAndInlineStorageKeepContentsAcrossCopiesAndMoves) {
+    CheckCopiesAndMoves<0>();
+    CheckCopiesAndMoves<2>();
 }
 
 } // namespace

@@ -168,31 +168,24 @@ TEST_F(KivWaitSetTest, ResumedTimerGoesBackIntoExpiryOrder) {
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e2}));
 }
 
-TEST_F(KivWaitSetTest, TimerBoundsTheWaitOnASilentDescriptor) {
+// A silent descriptor is watched without a time-out: a timer bounds the wait, and once the timer is
+// suspended, a set event (anything reported) or a non-blocking wait makes the wait a poll.
+TEST_F(KivWaitSetTest, TimersAndReportedEntriesBoundTheWaitOnASilentDescriptor) {
     Pipe p;
     KivPosixFdWait wait;
-    KivWaitSetEntry fdEntry, timerEntry;
+    KivWaitSetEntry fdEntry, timerEntry, eventEntry;
     AddFd(wait, fdEntry, p.fds[0]);
     KivTimer t;
     const uint64_t expiry = KivTimeNow() + 30 * kMs;
     AddTimer(t, timerEntry, expiry);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&timerEntry}));
     EXPECT_GE(KivTimeNow(), expiry);
-}
-
-TEST_F(KivWaitSetTest, AnythingReportedMakesTheDescriptorWaitAPoll) {
-    Pipe p;
-    KivPosixFdWait wait;
-    KivWaitSetEntry fdEntry, eventEntry;
-    AddFd(wait, fdEntry, p.fds[0]);
     KivFastEvent event;
     KivFastEventInit(&event);
     ASSERT_EQ(KivWaitSetAdd(&set, &event, &eventEntry), KIV_OK);
     KivEventSet(&event);
-    // The pipe is silent and watched without a time-out, yet the set event makes this a poll.
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&eventEntry}));
     KivEventUnset(&event);
-    // Not blocking: a poll as well.
     EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
 }
 

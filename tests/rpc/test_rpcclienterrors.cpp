@@ -43,7 +43,6 @@ TEST(RPCClientErrors, CoherentTextNamesTheError) {
     EXPECT_EQ(E::CoherentMessageError(E::ERRParse).AsUtf8(),
               "Message Error: ERRParse\nFailed to decode incoming RPC packet\nMake sure the server is still "
               "running\n");
-    EXPECT_EQ(E::MessageErrorInfo(E::ERRTerminal).AsUtf8(), "\n");
 }
 
 } // namespace

@@ -64,20 +64,20 @@ TEST_F(DispatcherTest, LoopRunsMainFirstThenDispatchesUntilNothingIsLeft) {
     EXPECT_EQ(dispatch::DispatcherBase::Get(), nullptr);
 }
 
-TEST_F(DispatcherTest, OneShotFiresOnceAndIsGone) {
-    a.Put();
-    int calls = 0;
+// A one-shot registration fires once and is gone; a persistent one is suspended while its callback
+// runs and stays.
+TEST_F(DispatcherTest, OneShotIsGoneAfterItsCallAndPersistentIsSuspendedDuringIt) {
+    b.Put();
+    int oneShot = 0;
     dispatcher.RunInContext([&](uint32_t) {
         dispatch::Dispatch(
-            a, [&] { ++calls; }, 1);
+            b, [&] { ++oneShot; }, 1);
         EXPECT_EQ(dispatcher.Count(), 1u);
         dispatcher.DispatchOnce();
     });
-    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(oneShot, 1);
     EXPECT_EQ(dispatcher.Count(), 0u);
-}
 
-TEST_F(DispatcherTest, PersistentRegistrationIsSuspendedUntilItsCallbackReturns) {
     a.Put(); // never drained: always readable
     int calls = 0;
     dispatch::DispatcherBase::Entry* entry = nullptr;
@@ -93,6 +93,7 @@ TEST_F(DispatcherTest, PersistentRegistrationIsSuspendedUntilItsCallbackReturns)
     dispatcher.DispatchOnce();
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(dispatcher.Count(), 1u);
+    EXPECT_EQ(oneShot, 1);
 }
 
 TEST_F(DispatcherTest, CallbacksRunInTheOrderFoundAfterTheWholeSetIsCollected) {

@@ -20,12 +20,13 @@ namespace {
 
 // The whole file is built for the baseline processor; only these functions use the wider
 // instructions, and only after the check below said the processor has them.
-#define ZR_UTF8_TARGET __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi")))
+#define ZR_UTF8_TARGET __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,bmi2")))
 
 bool Detect() {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+           __builtin_cpu_supports("bmi2");
 }
 
 const bool kHasBlocks = Detect();
@@ -128,58 +129,66 @@ ZR_UTF8_TARGET size_t DecodeBlocks(const unsigned char* bytes, size_t i, size_t 
     return i;
 }
 
-// A step takes up to 16 units in front of the first surrogate. All ASCII: narrowed and stored. Else
-// every unit becomes a 32-bit lane holding its one to three bytes in order, its position in the
-// output is the sum of the lengths before it, and the lanes are stored one by one at those positions
-// in order, each store's spare bytes overwritten by the next (the last one's land in the slack).
+// Stores the bytes of the first `units` of 16 units (lanes of `x`, `two` and `three` their masks of
+// two- and three-byte characters, clear past `units`) at p; returns how many. Each unit becomes a lane
+// holding its one to three bytes, and the bytes to keep are gathered to the front by one byte permutation.
+// Its indexes are the positions of the kept bytes in order: bit b of each index, taken over all of them, is
+// the keep mask with only the positions that have bit b set kept, squeezed together.
+ZR_UTF8_TARGET inline unsigned EncodeLanes(__m512i x, unsigned units, uint32_t two, uint32_t three,
+                                           unsigned char* p) {
+    const __m512i low6 = _mm512_set1_epi32(0x3F), mark = _mm512_set1_epi32(0x80);
+    __m512i last = _mm512_or_si512(_mm512_and_si512(x, low6), mark);
+    __m512i mid = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(x, 6), low6), mark);
+    __m512i word2 = _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(x, 6), _mm512_set1_epi32(0xC0)),
+                                    _mm512_slli_epi32(last, 8));
+    __m512i word3 = _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(x, 12), _mm512_set1_epi32(0xE0)),
+                                    _mm512_or_si512(_mm512_slli_epi32(mid, 8), _mm512_slli_epi32(last, 16)));
+    __m512i word = _mm512_mask_mov_epi32(x, static_cast<__mmask16>(two), word2);
+    word = _mm512_mask_mov_epi32(word, static_cast<__mmask16>(three), word3);
+    uint64_t keep = 0x1111111111111111ull | _pdep_u64(two, 0x2222222222222222ull) |
+                    _pdep_u64(three, 0x4444444444444444ull);
+    static constexpr uint64_t kBit[6] = {0xAAAAAAAAAAAAAAAAull, 0xCCCCCCCCCCCCCCCCull, 0xF0F0F0F0F0F0F0F0ull,
+                                         0xFF00FF00FF00FF00ull, 0xFFFF0000FFFF0000ull, 0xFFFFFFFF00000000ull};
+    __m512i index = _mm512_setzero_si512();
+    for (unsigned b = 0; b < 6; ++b)
+        index = _mm512_mask_add_epi8(index, _pext_u64(kBit[b], keep), index,
+                                     _mm512_set1_epi8(static_cast<char>(1 << b)));
+    unsigned n = units + static_cast<unsigned>(__builtin_popcount(two) + __builtin_popcount(three));
+    // The lanes past `units` come after the bytes stored.
+    _mm512_mask_storeu_epi8(p, (__mmask64{1} << n) - 1, _mm512_permutexvar_epi8(index, word));
+    return n;
+}
+
+// A step takes up to 32 units in front of the first surrogate: all ASCII, narrowed and stored;
+// otherwise as two halves of 16 lanes.
 ZR_UTF8_TARGET size_t EncodeBlocks(const ZrUniChar* units, size_t i, size_t count, unsigned char* p,
                                    size_t& written) {
     size_t w = written;
-    const __m256i surrogateLo = _mm256_set1_epi16(static_cast<short>(0xD800));
-    const __m256i surrogateSpan = _mm256_set1_epi16(0x800);
-    const __m256i twoLo = _mm256_set1_epi16(0x80), threeLo = _mm256_set1_epi16(0x800);
-    const __m512i low6 = _mm512_set1_epi32(0x3F), mark = _mm512_set1_epi32(0x80);
-    const __m512i one = _mm512_set1_epi32(1), zero = _mm512_setzero_si512();
-    alignas(64) uint32_t words[16], at[16];
+    const __m512i surrogateLo = _mm512_set1_epi16(static_cast<short>(0xD800));
+    const __m512i surrogateSpan = _mm512_set1_epi16(0x800);
+    const __m512i twoLo = _mm512_set1_epi16(0x80), threeLo = _mm512_set1_epi16(0x800);
     while (i < count) {
         size_t left = count - i;
-        __mmask16 present = left >= 16 ? __mmask16(0xFFFF) : static_cast<__mmask16>((1u << left) - 1);
-        __m256i u = _mm256_maskz_loadu_epi16(present, units + i);
+        uint32_t present = left >= 32 ? ~0u : (1u << left) - 1;
+        __m512i u = _mm512_maskz_loadu_epi16(present, units + i);
         uint32_t surrogates =
-            _mm256_cmplt_epu16_mask(_mm256_sub_epi16(u, surrogateLo), surrogateSpan) & present;
+            _mm512_cmplt_epu16_mask(_mm512_sub_epi16(u, surrogateLo), surrogateSpan) & present;
         uint32_t take = surrogates ? (1u << __builtin_ctz(surrogates)) - 1 : present;
         if (take == 0)
             break;
         unsigned n = static_cast<unsigned>(__builtin_popcount(take));
-        uint32_t two = _mm256_cmpge_epu16_mask(u, twoLo) & take;
+        uint32_t two = _mm512_cmpge_epu16_mask(u, twoLo) & take;
         if (two == 0) {
-            _mm256_mask_cvtepi16_storeu_epi8(p + w, static_cast<__mmask16>(take), u);
+            _mm512_mask_cvtepi16_storeu_epi8(p + w, take, u);
+            w += n;
         } else {
-            uint32_t three = _mm256_cmpge_epu16_mask(u, threeLo) & take;
-            __m512i x = _mm512_cvtepu16_epi32(u);
-            __m512i last = _mm512_or_si512(_mm512_and_si512(x, low6), mark);
-            __m512i mid = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(x, 6), low6), mark);
-            __m512i word2 = _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(x, 6), _mm512_set1_epi32(0xC0)),
-                                            _mm512_slli_epi32(last, 8));
-            __m512i word3 =
-                _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(x, 12), _mm512_set1_epi32(0xE0)),
-                                _mm512_or_si512(_mm512_slli_epi32(mid, 8), _mm512_slli_epi32(last, 16)));
-            __m512i word = _mm512_mask_mov_epi32(x, static_cast<__mmask16>(two), word2);
-            word = _mm512_mask_mov_epi32(word, static_cast<__mmask16>(three), word3);
-            __m512i len = _mm512_mask_add_epi32(one, static_cast<__mmask16>(two), one, one);
-            len = _mm512_mask_add_epi32(len, static_cast<__mmask16>(three), len, one);
-            __m512i sum = _mm512_add_epi32(len, _mm512_alignr_epi32(len, zero, 15));
-            sum = _mm512_add_epi32(sum, _mm512_alignr_epi32(sum, zero, 14));
-            sum = _mm512_add_epi32(sum, _mm512_alignr_epi32(sum, zero, 12));
-            sum = _mm512_add_epi32(sum, _mm512_alignr_epi32(sum, zero, 8));
-            _mm512_store_si512(words, word);
-            _mm512_store_si512(at, _mm512_sub_epi32(sum, len));
-            unsigned char* base = p + w;
-            for (unsigned k = 0; k < n; ++k)
-                std::memcpy(base + at[k], &words[k], 4);
-            w += static_cast<unsigned>(__builtin_popcount(two) + __builtin_popcount(three));
+            uint32_t three = _mm512_cmpge_epu16_mask(u, threeLo) & take;
+            unsigned low = n < 16 ? n : 16;
+            w += EncodeLanes(_mm512_cvtepu16_epi32(_mm512_castsi512_si256(u)), low, two & 0xFFFF,
+                             three & 0xFFFF, p + w);
+            w += EncodeLanes(_mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(u, 1)), n - low, two >> 16,
+                             three >> 16, p + w);
         }
-        w += n;
         i += n;
         if (surrogates)
             break;

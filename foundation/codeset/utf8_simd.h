@@ -1,5 +1,5 @@
-// Block loops for UTF-8 on processors with 512-bit vectors: 16 bytes or 16 units a step for the
-// characters of one to three bytes, stopping in front of anything else (four-byte characters,
+// Block loops for UTF-8 on processors with 512-bit vectors: up to 64 bytes or 32 units a step for
+// the characters of one to three bytes, stopping in front of anything else (four-byte characters,
 // surrogates, malformed or truncated bytes) so that the character-at-a-time code decides it. Plain
 // functions over caller-owned memory; nothing allocates or fails. Chosen at run time.
 #pragma once
@@ -21,7 +21,8 @@ bool SetBlocks(bool on);
 size_t DecodeBlocks(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& out);
 
 // Encodes units[i, count) below U+D800 or above U+DFFF into p + written, which has room for three
-// bytes a unit and 8 more; returns the index of the first unit left (a surrogate, or count).
+// bytes a unit (nothing is stored past the bytes counted); returns the index of the first unit left
+// (a surrogate, or count).
 size_t EncodeBlocks(const ZrUniChar* units, size_t i, size_t count, unsigned char* p, size_t& written);
 
 } // namespace zr_codeset::utf8

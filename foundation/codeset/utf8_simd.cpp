@@ -1,7 +1,6 @@
 #include "foundation/codeset/utf8_simd.h"
 
 #include <cstdint>
-#include <cstring>
 
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
 #define ZR_UTF8_BLOCKS 1
@@ -33,8 +32,8 @@ const bool kHasBlocks = Detect();
 // Read before static initialisation has run, this is false and the plain code runs: still right.
 bool g_blocks = kHasBlocks;
 
-// Byte indexes that spread the 64 bytes of a step into four groups of 16 lanes of 32 bits, lane k
-// holding bytes k to k + 3 (taken modulo 64; the lanes that wrap are never used).
+// Byte indexes that spread the 64 bytes of a step into four groups of 16 lanes of 32 bits, lane k of
+// group g holding bytes 16g + k to 16g + k + 3 (modulo 64: the lanes that wrap are never used).
 constexpr auto kSpread = [] {
     struct alignas(64) {
         unsigned char index[4][64];

@@ -145,7 +145,7 @@ template <class Codec> struct BlockConverter {
     using Quick = QuickConverter<Codec>;
 
     static const simd::PairCodes& Codes() {
-        static const simd::PairCodes codes = {
+        static const simd::PairCodes codes = simd::Prepare({
             Codec::kTable.single,
             Codec::kTable.cells,
             Codec::kTable.leadLo,
@@ -159,7 +159,9 @@ template <class Codec> struct BlockConverter {
             0,
             0,
             0,
-        };
+            {},
+            false,
+        });
         return codes;
     }
 

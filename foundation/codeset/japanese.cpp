@@ -83,10 +83,23 @@ struct EucJpDecoder {
             return bytes;
         }();
         // JIS X 0212 after 8F.
-        static const simd::PairCodes codes = {
-            single,       kX0208.cells, kX0208.leadLo, kX0208.leadHi, kX0208.trailLo, kX0208.trailHi, true,
-            kX0212.cells, 0x8F,         kX0212.leadLo, kX0212.leadHi, kX0212.trailLo, kX0212.trailHi,
-        };
+        static const simd::PairCodes codes = simd::Prepare({
+            single,
+            kX0208.cells,
+            kX0208.leadLo,
+            kX0208.leadHi,
+            kX0208.trailLo,
+            kX0208.trailHi,
+            true,
+            kX0212.cells,
+            0x8F,
+            kX0212.leadLo,
+            kX0212.leadHi,
+            kX0212.trailLo,
+            kX0212.trailHi,
+            {},
+            false,
+        });
         return codes;
     }
 

@@ -182,8 +182,8 @@ struct GridRegs {
 
 ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* bytes, size_t i, size_t length,
                                 ZrUniChar*& out) {
-    const WordTable single(codes.single);
-    const __m512i none = _mm512_set1_epi16(-1);
+    const __m512i starters = _mm512_loadu_si512(codes.starters);
+    const __m512i bitValues = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201ull));
     const GridRegs grid(codes.cells, codes.leadLo, codes.leadHi, codes.trailLo, codes.trailHi, codes.trail7F);
     const GridRegs shifted(codes.shiftCells ? codes.shiftCells : codes.cells, codes.shiftLeadLo,
                            codes.shiftLeadHi, codes.shiftTrailLo, codes.shiftTrailHi, true);
@@ -196,16 +196,29 @@ ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* byt
         // b: the bytes of the block; t: each byte's successor, the trail if it is a lead.
         const __m512i b = _mm512_maskz_loadu_epi8(valid, bytes + i);
         const __m512i t = _mm512_maskz_loadu_epi8(LowBits(left - 1), bytes + i + 1);
-        const __m512i s0 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_castsi512_si256(b)));
-        const __m512i s1 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(b, 1)));
-        uint64_t starter = (static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s0, none)) |
-                            static_cast<uint64_t>(_mm512_cmpeq_epi16_mask(s1, none)) << 32) &
-                           valid;
         // A shift byte is read as a character of its own in front of a pair of the second grid. That
         // is right wherever the checks below pass: before the first failure both readings agree, and
         // a shift byte where a trail belongs fails as that trail.
         const uint64_t shifts = codes.shiftCells ? _mm512_cmpeq_epi8_mask(b, shiftByte) & valid : 0;
-        starter &= ~shifts;
+        // Every position that could be a lead has its cell fetched at once, before the leads are
+        // known: the gathers then run beside the work that finds them (a short text is one block,
+        // and its time is the length of that chain).
+        const uint64_t inFirst = grid.Holds(b, t) & valid & ~(shifts << 1);
+        const uint64_t inSecond = shifts ? (shifts << 1) & shifted.Holds(b, t) : 0;
+        __m512i cell[4];
+        for (__m512i& c : cell)
+            c = _mm512_setzero_si512();
+        uint64_t empty = grid.Lookup<0>(b, t, inFirst, cell[0]) | grid.Lookup<1>(b, t, inFirst, cell[1]) |
+                         grid.Lookup<2>(b, t, inFirst, cell[2]) | grid.Lookup<3>(b, t, inFirst, cell[3]);
+        if (inSecond)
+            empty |= shifted.Lookup<0>(b, t, inSecond, cell[0]) | shifted.Lookup<1>(b, t, inSecond, cell[1]) |
+                     shifted.Lookup<2>(b, t, inSecond, cell[2]) | shifted.Lookup<3>(b, t, inSecond, cell[3]);
+
+        // The byte's bit in the starter bitmap: byte b >> 3 of it, bit b & 7.
+        const __m512i bitmapByte = _mm512_permutexvar_epi8(
+            _mm512_and_si512(_mm512_srli_epi16(b, 3), _mm512_set1_epi8(0x1F)), starters);
+        const __m512i bitOf = _mm512_shuffle_epi8(bitValues, _mm512_and_si512(b, _mm512_set1_epi8(7)));
+        const uint64_t starter = _mm512_test_epi8_mask(bitmapByte, bitOf) & valid & ~shifts;
         // The block starts on a character, and so does every run of starter bytes (the byte before
         // it is a one-byte code or a trail); inside a run, leads and trails alternate. Adding each
         // run's first bit at an odd position clears the runs that begin there, so x keeps exactly the
@@ -216,21 +229,12 @@ ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* byt
         const uint64_t second = leads & (shifts << 1);
 
         // A failure counts at the first byte of its code: a lead, or the shift byte in front of one
-        // (also one with no lead after it).
-        const uint64_t firstOk = leads & ~second & grid.Holds(b, t);
-        const uint64_t secondOk = second ? second & shifted.Holds(b, t) : 0;
-        uint64_t bad = (leads & ~second & ~firstOk) | ((second & ~secondOk) >> 1) | (shifts & ~(leads >> 1));
-
-        __m512i cell[4];
-        for (__m512i& c : cell)
-            c = _mm512_setzero_si512();
-        bad |= grid.Lookup<0>(b, t, firstOk, cell[0]) | grid.Lookup<1>(b, t, firstOk, cell[1]) |
-               grid.Lookup<2>(b, t, firstOk, cell[2]) | grid.Lookup<3>(b, t, firstOk, cell[3]);
-        if (secondOk)
-            bad |=
-                (shifted.Lookup<0>(b, t, secondOk, cell[0]) | shifted.Lookup<1>(b, t, secondOk, cell[1]) |
-                 shifted.Lookup<2>(b, t, secondOk, cell[2]) | shifted.Lookup<3>(b, t, secondOk, cell[3])) >>
-                1;
+        // (also one with no lead after it). An empty cell is a hole (or a code the codec looks up
+        // elsewhere).
+        const uint64_t firstOk = leads & ~second & inFirst & ~empty;
+        const uint64_t secondOk = second & inSecond & ~empty;
+        const uint64_t bad =
+            (leads & ~second & ~firstOk) | ((second & ~secondOk) >> 1) | (shifts & ~(leads >> 1));
 
         // Up to the first code left to the codec (always a lead, so no trail is cut from its lead);
         // a lead in the last byte takes the next block's first byte as its trail.
@@ -238,14 +242,27 @@ ZR_AVX512 size_t DecodePairsAvx(const PairCodes& codes, const unsigned char* byt
         if (bad)
             used = static_cast<size_t>(__builtin_ctzll(bad));
         const uint64_t chars = (bad ? LowBits(used) : valid) & ~(leads << 1) & ~shifts;
-        const __m512i singles[4] = {
-            _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s0)),
-            _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s0, 1)),
-            _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s1)),
-            _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s1, 1)),
-        };
+        __m512i singles[4];
+        if (codes.asciiSelf && !(_mm512_movepi8_mask(b) & valid & ~(starter | shifts))) {
+            // Only ASCII among the one-byte codes: the bytes are the units.
+            singles[0] = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(b, 0));
+            singles[1] = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(b, 1));
+            singles[2] = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(b, 2));
+            singles[3] = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(b, 3));
+        } else {
+            const WordTable single(codes.single);
+            const __m512i s0 = single.Lookup(_mm512_cvtepu8_epi16(_mm512_castsi512_si256(b)));
+            const __m512i s1 = n > 32 ? single.Lookup(_mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(b, 1)))
+                                      : _mm512_setzero_si512();
+            singles[0] = _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s0));
+            singles[1] = _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s0, 1));
+            singles[2] = _mm512_cvtepu16_epi32(_mm512_castsi512_si256(s1));
+            singles[3] = _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(s1, 1));
+        }
         for (int g = 0; g < 4; ++g) {
             const __mmask16 keep = static_cast<__mmask16>(chars >> (16 * g));
+            if (keep == 0)
+                continue;
             const __m512i units =
                 _mm512_mask_blend_epi32(static_cast<__mmask16>(leads >> (16 * g)), singles[g], cell[g]);
             const unsigned k = static_cast<unsigned>(_mm_popcnt_u32(keep));

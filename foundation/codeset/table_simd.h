@@ -40,7 +40,25 @@ struct PairCodes {
     // EUC-JP: a byte (a starter) whose code is the pair after it in a second grid, or no shiftCells.
     const uint16_t* shiftCells;
     uint8_t shift, shiftLeadLo, shiftLeadHi, shiftTrailLo, shiftTrailHi;
+    // Derived from `single` by Prepare: a bit per byte that is marked 0xFFFF (the rest of the 64 bytes
+    // zero), and whether bytes 00-7F are the units 0000-007F.
+    uint8_t starters[64];
+    bool asciiSelf;
 };
+
+// Fills in the derived fields.
+inline PairCodes Prepare(PairCodes codes) {
+    for (unsigned b = 0; b < 64; ++b)
+        codes.starters[b] = 0;
+    codes.asciiSelf = true;
+    for (unsigned b = 0; b < 256; ++b) {
+        if (codes.single[b] == 0xFFFF)
+            codes.starters[b >> 3] = static_cast<uint8_t>(codes.starters[b >> 3] | 1u << (b & 7));
+        if (b < 0x80 && codes.single[b] != b)
+            codes.asciiSelf = false;
+    }
+    return codes;
+}
 
 // Bytes [i, length) of a page to units at `out` (advanced), up to the first byte the page leaves
 // undefined; returns its position (length when there is none).

@@ -104,7 +104,7 @@ public:
         : m_out(out), m_base(out.Length()), m_perUnit(perUnit) {
         Grow(count * perUnit + kSlack);
     }
-    ~DirectBytes() { m_out.SetLength(m_base + m_written); }
+    ~DirectBytes() { m_out.Resize(m_base + m_written); }
     DirectBytes(const DirectBytes&) = delete;
     DirectBytes& operator=(const DirectBytes&) = delete;
 
@@ -123,7 +123,7 @@ private:
     static constexpr size_t kSlack = 8; // loops may store a few bytes past what they count
     void Grow(size_t room) {
         m_room = room;
-        m_out.SetLength(m_base + room);
+        m_out.Resize(m_base + room);
         m_data = m_out.MutableData() + m_base;
     }
     ZrByteBuffer& m_out;
@@ -142,8 +142,8 @@ public:
     explicit ByteSink(ZrByteBuffer& out, size_t expected = 0) : m_out(out) {
         if (expected > kSize) {
             uint64_t base = out.Length();
-            out.SetLength(base + expected);
-            out.SetLength(base);
+            out.Resize(base + expected);
+            out.Resize(base);
         }
     }
     ~ByteSink() { Flush(); }

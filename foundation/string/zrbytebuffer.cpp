@@ -127,18 +127,13 @@ void ZrByteBuffer::_Unique() {
     m_pRep = copy;
 }
 
-unsigned char* ZrByteBuffer::MutableData() {
-    _Unique();
-    return m_pRep->m_data;
-}
-
 void ZrByteBuffer::Append(const void* bytes, uint64_t count) {
     if (!m_pRep && count) {
         m_pRep = ZrByteBufferRep::New(count, ZrByteBufferRep::GrownCapacity(count));
         std::memcpy(m_pRep->m_data, bytes, count);
         return;
     }
-    _Unique();
+    MakeWritable();
     uint64_t length = m_pRep->m_length;
     if (length + count >= m_pRep->m_capacity)
         m_pRep->_extend(length + count, true);
@@ -160,36 +155,37 @@ void ZrByteBuffer::AssignExact(const void* bytes, uint64_t count) {
 }
 
 void ZrByteBuffer::InsertBytes(uint64_t position, const void* bytes, uint64_t count) {
-    _Unique();
+    MakeWritable();
     m_pRep->Insert(position, count, bytes);
 }
 
 void ZrByteBuffer::RemoveBytes(uint64_t position, uint64_t count) {
     if (count == 0)
         return;
-    _Unique();
+    MakeWritable();
     m_pRep->Remove(position, count);
 }
 
 void ZrByteBuffer::SetLength(uint64_t length) {
     uint64_t old = Length();
+    Resize(length);
+    if (length > old)
+        std::memset(m_pRep->m_data + old, 0, length - old);
+}
+
+void ZrByteBuffer::Resize(uint64_t length) {
+    uint64_t old = Length();
     if (length == old)
         return;
     if (!m_pRep) {
         m_pRep = ZrByteBufferRep::New(length, ZrByteBufferRep::GrownCapacity(length));
-        std::memset(m_pRep->m_data, 0, length);
         return;
     }
-    _Unique();
-    if (length < old) {
-        m_pRep->m_length = length;
-        return;
-    }
+    MakeWritable();
     if (length >= m_pRep->m_capacity)
         m_pRep->_extend(length, true);
     else
         m_pRep->m_length = length;
-    std::memset(m_pRep->m_data + old, 0, length - old);
 }
 
 void ZrByteBuffer::Clear() {

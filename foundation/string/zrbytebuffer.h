@@ -64,7 +64,10 @@ public:
     bool IsEmpty() const { return Length() == 0; }
     const unsigned char* Data() const { return m_pRep ? m_pRep->m_data : nullptr; }
     // Private, writable bytes; the pointer lives until the next change of length.
-    unsigned char* MutableData();
+    unsigned char* MutableData() {
+        MakeWritable();
+        return m_pRep->m_data;
+    }
     unsigned char operator[](uint64_t i) const { return m_pRep->m_data[i]; }
 
     void Append(const void* bytes, uint64_t count);
@@ -78,6 +81,8 @@ public:
     void RemoveBytes(uint64_t position, uint64_t count);
     // Cuts to or extends to `length` bytes; new bytes are zero.
     void SetLength(uint64_t length);
+    // The same, leaving new bytes undefined: for writers that fill them straight away.
+    void Resize(uint64_t length);
     // Drops this handle's reference; the buffer becomes empty.
     void Clear();
     // Overwrites the bytes with zeros in place (every handle sharing them sees it), for secrets.
@@ -110,6 +115,12 @@ public:
     uint64_t Capacity() const { return m_pRep ? m_pRep->m_capacity : 0; }
 
 protected:
+    // _Unique, with the common case (a representation this handle alone holds) decided inline.
+    void MakeWritable() {
+        if (!m_pRep || m_pRep->m_refCount != 1)
+            _Unique();
+    }
+
     ZrByteBufferRep* m_pRep = nullptr;
 };
 

@@ -80,7 +80,7 @@ ZrUniString& ZrUniString::Append(const ZrUniChar* units, uint32_t count) {
     return *this;
 }
 
-void ZrUniString::Truncate(uint32_t n) {
+void ZrUniString::Extend(uint32_t n) {
     uint32_t length = Length();
     if (n == length)
         return;
@@ -89,7 +89,7 @@ void ZrUniString::Truncate(uint32_t n) {
         m_pRep = ZrByteBufferRep::New(bytes, ZrByteBufferRep::GrownCapacity(bytes));
         return;
     }
-    _Unique();
+    MakeWritable();
     if (n > length && bytes >= m_pRep->m_capacity)
         m_pRep->_extend(bytes, true);
     else

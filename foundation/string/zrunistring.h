@@ -49,7 +49,13 @@ public:
     ZrUniString& Append(const ZrUniChar* units, uint32_t count);
 
     // Shorter: cut to n units. Longer: the new units are left undefined (see Pad).
-    void Truncate(uint32_t n);
+    void Truncate(uint32_t n) {
+        // Cutting a string this handle alone holds is the common case (every conversion ends so).
+        if (m_pRep && m_pRep->m_refCount == 1 && uint64_t(n) * 2 <= m_pRep->m_length)
+            m_pRep->m_length = uint64_t(n) * 2;
+        else
+            Extend(n);
+    }
     void Pad(uint32_t n, ZrUniChar unit);
     void Set(uint32_t i, ZrUniChar unit);
     void Remove(uint32_t start, uint32_t count);
@@ -90,6 +96,8 @@ public:
     std::string AsUtf8() const;
 
 private:
+    // Truncate for everything but cutting a private representation: growing, sharing, none yet.
+    void Extend(uint32_t n);
     ZrUniString& AppendSlow(ZrUniChar unit);
     ZrUniChar* MutableUnits() { return reinterpret_cast<ZrUniChar*>(MutableData()); }
 };

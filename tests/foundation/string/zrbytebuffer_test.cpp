@@ -136,7 +136,7 @@ TEST(ZrByteBufferEdit, RandomEditsMatchAPlainVector) {
             for (auto& b : bytes)
                 b = static_cast<unsigned char>(rng());
             size_t count = rng() % 64, at = model.empty() ? 0 : rng() % (model.size() + 1);
-            switch (rng() % 4) {
+            switch (rng() % 5) {
             case 0:
                 buffer.Append(bytes, count);
                 model.insert(model.end(), bytes, bytes + count);
@@ -157,6 +157,14 @@ TEST(ZrByteBufferEdit, RandomEditsMatchAPlainVector) {
                 if (length >= capacity) {
                     EXPECT_EQ(buffer.Capacity(), (length + length / 8 + 16) & ~uint64_t(15));
                 }
+                break;
+            }
+            case 4: { // Resize leaves the new bytes to the caller, who writes them at once
+                size_t old = model.size();
+                buffer.Resize(old + count);
+                if (count)
+                    std::memcpy(buffer.MutableData() + old, bytes, count);
+                model.insert(model.end(), bytes, bytes + count);
                 break;
             }
             }

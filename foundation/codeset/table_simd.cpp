@@ -16,13 +16,6 @@ namespace zr_codeset::simd {
 
 #define ZR_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,popcnt")))
 
-bool Supported() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-           __builtin_cpu_supports("popcnt");
-}
-
 namespace {
 
 constexpr uint64_t kEvenBits = 0x5555555555555555ull;
@@ -379,10 +372,6 @@ size_t EncodePairs(const ReverseMap<uint16_t>& reverse, bool asciiSelf, const Zr
 #else
 
 // Elsewhere the scalar loops do everything: the vector loops are never enabled and convert nothing.
-bool Supported() {
-    return false;
-}
-
 size_t DecodePage(const uint16_t*, const unsigned char*, size_t i, size_t, ZrUniChar*&) {
     return i;
 }

@@ -10,23 +10,9 @@
 
 #include "foundation/codeset/charmaptable.h"
 #include "foundation/codeset/codec.h"
+#include "foundation/codeset/vector_switch.h"
 
 namespace zr_codeset::simd {
-
-// Whether this processor runs the vector loops (AVX-512 F/BW/VL/VBMI and POPCNT).
-bool Supported();
-
-inline bool& EnabledFlag() {
-    static bool on = Supported();
-    return on;
-}
-inline bool Enabled() {
-    return EnabledFlag();
-}
-// Turns the vector loops off, or back on where the processor has them (tests compare both paths).
-inline void SetEnabled(bool on) {
-    EnabledFlag() = on && Supported();
-}
 
 // One- and two-byte codes as the vector decoder reads them: `single` holds the unit of every byte
 // that is a character by itself and 0xFFFF for every other byte (a lead, or no code at all). A byte

@@ -8,6 +8,7 @@
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/escape.h"
 #include "foundation/codeset/utf8_simd.h"
+#include "foundation/codeset/vector_switch.h"
 #include "foundation/codeset/zrconverter.h"
 
 namespace zr_codeset::utf8 {
@@ -198,7 +199,7 @@ bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* 
     if (options & kZrEncOptionAddByteOrderMarker)
         out.Append(kBom, sizeof kBom);
     DirectBytes direct(out, count, 3);
-    const bool blocks = BlocksOn();
+    const bool blocks = simd::Enabled();
     size_t i = 0;
     while (true) {
         unsigned char* p = direct.Data();
@@ -254,7 +255,7 @@ bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodeset
         return false;
     }
     UnitSink sink(out, length - i);
-    const bool blocks = BlocksOn();
+    const bool blocks = simd::Enabled();
     while (i < length) {
         i = blocks ? DecodeBlocks(bytes, i, length, sink.Cursor())
                    : DecodeRun(bytes, i, length, sink.Cursor());

@@ -11,6 +11,8 @@
 #include <immintrin.h>
 #endif
 
+#include "foundation/codeset/zrconverter.h"
+
 namespace zr_codeset::utf8 {
 
 #if defined(ZR_UTF8_BLOCKS)
@@ -18,19 +20,8 @@ namespace zr_codeset::utf8 {
 namespace {
 
 // The whole file is built for the baseline processor; only these functions use the wider
-// instructions, and only after the check below said the processor has them.
+// instructions, and callers run them only while simd::Enabled() says the processor has them.
 #define ZR_UTF8_TARGET __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,bmi2")))
-
-bool Detect() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-           __builtin_cpu_supports("bmi2");
-}
-
-const bool kHasBlocks = Detect();
-// Read before static initialisation has run, this is false and the plain code runs: still right.
-bool g_blocks = kHasBlocks;
 
 // Byte indexes that spread the 64 bytes of a step into four groups of 16 lanes of 32 bits, lane k of
 // group g holding bytes 16g + k to 16g + k + 3 (modulo 64: the lanes that wrap are never used).
@@ -46,15 +37,6 @@ constexpr auto kSpread = [] {
 
 } // namespace
 
-bool BlocksOn() {
-    return g_blocks;
-}
-
-bool SetBlocks(bool on) {
-    g_blocks = on && kHasBlocks;
-    return g_blocks;
-}
-
 // A step reads 64 bytes and takes the characters that start in the first 61 (the two bytes after
 // them are read for the last ones); a short string is one step. Every position gets a class from
 // its byte: ASCII, continuation, lead of two or of three bytes, or anything else. The leads say
@@ -64,7 +46,8 @@ bool SetBlocks(bool on) {
 // and every position before the first stop is accounted for, the characters that end at or before
 // the stop are well formed: their values are computed in all lanes at once, 16 lanes at a time, and
 // the lanes of their leads packed together and stored as units.
-ZR_UTF8_TARGET size_t DecodeBlocks(const unsigned char* bytes, size_t i, size_t length, ZrUniChar*& cursor) {
+ZR_UTF8_TARGET ZR_CODESET_HOT size_t DecodeBlocks(const unsigned char* bytes, size_t i, size_t length,
+                                                  ZrUniChar*& cursor) {
     constexpr uint64_t kLeadRange = (uint64_t{1} << 61) - 1, kAfter = uint64_t{3} << 61;
     ZrUniChar* out = cursor;
     const __m512i contEnd = _mm512_set1_epi8(static_cast<char>(0xC0));
@@ -160,8 +143,8 @@ ZR_UTF8_TARGET inline unsigned EncodeLanes(__m512i x, unsigned units, uint32_t t
 
 // A step takes up to 32 units in front of the first surrogate: all ASCII, narrowed and stored;
 // otherwise as two halves of 16 lanes.
-ZR_UTF8_TARGET size_t EncodeBlocks(const ZrUniChar* units, size_t i, size_t count, unsigned char* p,
-                                   size_t& written) {
+ZR_UTF8_TARGET ZR_CODESET_HOT size_t EncodeBlocks(const ZrUniChar* units, size_t i, size_t count,
+                                                  unsigned char* p, size_t& written) {
     size_t w = written;
     const __m512i surrogateLo = _mm512_set1_epi16(static_cast<short>(0xD800));
     const __m512i surrogateSpan = _mm512_set1_epi16(0x800);
@@ -197,14 +180,6 @@ ZR_UTF8_TARGET size_t EncodeBlocks(const ZrUniChar* units, size_t i, size_t coun
 }
 
 #else
-
-bool BlocksOn() {
-    return false;
-}
-
-bool SetBlocks(bool) {
-    return false;
-}
 
 size_t DecodeBlocks(const unsigned char*, size_t i, size_t, ZrUniChar*&) {
     return i;

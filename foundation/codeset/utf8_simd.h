@@ -1,7 +1,7 @@
 // Block loops for UTF-8 on processors with 512-bit vectors: up to 64 bytes or 32 units a step for
 // the characters of one to three bytes, stopping in front of anything else (four-byte characters,
 // surrogates, malformed or truncated bytes) so that the character-at-a-time code decides it. Plain
-// functions over caller-owned memory; nothing allocates or fails. Chosen at run time.
+// functions over caller-owned memory; nothing allocates or fails. Run only while simd::Enabled().
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,6 @@
 #include "foundation/string/zrunistring.h"
 
 namespace zr_codeset::utf8 {
-
-// Whether the block loops run (the processor has them and they are not switched off).
-bool BlocksOn();
-// Switches the block loops off or back on where the processor has them, so that tests can compare
-// them with the character-at-a-time code; returns whether they run afterwards.
-bool SetBlocks(bool on);
 
 // Decodes whole characters from bytes[i, length) into `out`, which has room for a unit per byte;
 // returns the position of the first byte left for the caller (length when all were taken).

@@ -14,20 +14,20 @@
 #include <vector>
 
 #include "foundation/codeset/utf8_simd.h"
+#include "foundation/codeset/vector_switch.h"
 #include "foundation/codeset/zrcodesetconverter.h"
 
 namespace {
 
-using zr_codeset::utf8::BlocksOn;
-using zr_codeset::utf8::SetBlocks;
+namespace simd = zr_codeset::simd;
 
 constexpr unsigned kUtf8 = 42;
 
 // Restores the block loops whatever a test did with them.
 class BlocksGuard {
 public:
-    BlocksGuard() : m_was(BlocksOn()) {}
-    ~BlocksGuard() { SetBlocks(m_was); }
+    BlocksGuard() : m_was(simd::Enabled()) {}
+    ~BlocksGuard() { simd::SetEnabled(m_was); }
 
 private:
     bool m_was;
@@ -54,7 +54,7 @@ struct Encoded {
 };
 
 Decoded Decode(const unsigned char* p, size_t n, unsigned options, bool blocks) {
-    SetBlocks(blocks);
+    simd::SetEnabled(blocks);
     ZrUniString out;
     ZrCodesetInfo info;
     bool ok = ZrCodesetConverter::GetConverter(kUtf8).from(p, n, out, &info, options);
@@ -66,7 +66,7 @@ Decoded Decode(const std::string& s, unsigned options, bool blocks) {
 }
 
 Encoded Encode(const char16_t* units, size_t n, unsigned options, bool blocks) {
-    SetBlocks(blocks);
+    simd::SetEnabled(blocks);
     ZrByteBuffer out;
     ZrCodesetInfo info;
     bool ok = ZrCodesetConverter::GetConverter(kUtf8).to(units, n, out, &info, options);
@@ -149,10 +149,10 @@ std::u16string FillerUnits(size_t n, unsigned seed) {
 
 TEST(Utf8Blocks, ReportsWhetherTheyRun) {
     BlocksGuard guard;
-    EXPECT_FALSE(SetBlocks(false));
-    EXPECT_FALSE(BlocksOn());
-    bool on = SetBlocks(true);
-    EXPECT_EQ(BlocksOn(), on);
+    EXPECT_FALSE(simd::SetEnabled(false));
+    EXPECT_FALSE(simd::Enabled());
+    bool on = simd::SetEnabled(true);
+    EXPECT_EQ(simd::Enabled(), on);
     if (!on)
         std::printf("note: no block loops on this processor; comparing the plain code with glibc only\n");
 }
@@ -246,7 +246,7 @@ TEST(Utf8Blocks, RandomBytesDecodeAsCharacterAtATime) {
 // both ways against glibc; a leading byte order mark is dropped and one is added on request.
 TEST(Utf8Blocks, RandomTextBothWaysLikeGlibc) {
     BlocksGuard guard;
-    SetBlocks(true);
+    simd::SetEnabled(true);
     std::mt19937 rng(77);
     for (size_t n = 0; n <= 150; ++n) {
         for (int round = 0; round < 20; ++round) {
@@ -325,7 +325,7 @@ TEST(Utf8Blocks, SurrogatesAtEveryOffset) {
 // masks, never by touching the bytes or units past the end.
 TEST(Utf8Blocks, InputEndingAtAPageEdge) {
     BlocksGuard guard;
-    SetBlocks(true);
+    simd::SetEnabled(true);
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     void* map = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(map, MAP_FAILED);

@@ -96,6 +96,28 @@ private:
     ZrUniChar* m_pos;
 };
 
+// One step of a decoding loop done by the codec: the character at bytes + i into the sink (a mere
+// change of state gives no unit), or, for bytes that do not decode, the failure noted and, when
+// recovering, the replacement character. False when a strict conversion has to stop there.
+template <class Codec>
+inline bool DecodeStep(typename Codec::State& state, const unsigned char* bytes, size_t length, size_t& i,
+                       UnitSink& sink, ZrCodesetInfo* info, bool recover) {
+    uint32_t cp;
+    int n = Codec::Decode(state, bytes + i, length - i, cp);
+    if (n > 0) {
+        if (cp != kNoChar)
+            sink.Put(cp);
+        i += static_cast<size_t>(n);
+        return true;
+    }
+    NoteFailure(info, i);
+    if (!recover)
+        return false;
+    sink.Put(kReplacementChar);
+    i += static_cast<size_t>(-n);
+    return true;
+}
+
 // Encoded bytes written straight into the buffer, which stays sized for what is left at `perUnit`
 // bytes a unit (growing by doubling when a character takes more); cut to what was written at the end.
 class DirectBytes {
@@ -285,19 +307,8 @@ template <class Codec> struct Converter {
                 i += sink.PutAscii(bytes + i, length - i);
                 continue;
             }
-            uint32_t cp;
-            int n = Codec::Decode(state, bytes + i, length - i, cp);
-            if (n > 0) {
-                if (cp != kNoChar)
-                    sink.Put(cp);
-                i += static_cast<size_t>(n);
-                continue;
-            }
-            NoteFailure(info, i);
-            if (!recover)
+            if (!DecodeStep<Codec>(state, bytes, length, i, sink, info, recover))
                 return false;
-            sink.Put(kReplacementChar);
-            i += static_cast<size_t>(-n);
         }
         return true;
     }
@@ -390,18 +401,8 @@ template <class Codec> struct QuickConverter {
             sink.Cursor() = o;
             if (i >= length)
                 break;
-            uint32_t cp;
-            int n = Codec::Decode(state, bytes + i, length - i, cp);
-            if (n > 0) {
-                sink.Put(cp);
-                i += static_cast<size_t>(n);
-                continue;
-            }
-            NoteFailure(info, i);
-            if (!recover)
+            if (!DecodeStep<Codec>(state, bytes, length, i, sink, info, recover))
                 return false;
-            sink.Put(kReplacementChar);
-            i += static_cast<size_t>(-n);
         }
         return true;
     }

@@ -90,20 +90,9 @@ bool DecodeByBlocks(const PairCodes& codes, const unsigned char* bytes, size_t l
         i = DecodePairs(codes, bytes, i, length, o);
         sink.Cursor() = o;
         const size_t stop = length - i > kScalarStretch ? i + kScalarStretch : length;
-        while (i < stop) {
-            uint32_t cp;
-            int n = Codec::Decode(state, bytes + i, length - i, cp);
-            if (n > 0) {
-                sink.Put(cp);
-                i += static_cast<size_t>(n);
-                continue;
-            }
-            NoteFailure(info, i);
-            if (!recover)
+        while (i < stop)
+            if (!DecodeStep<Codec>(state, bytes, length, i, sink, info, recover))
                 return false;
-            sink.Put(kReplacementChar);
-            i += static_cast<size_t>(-n);
-        }
     }
     return true;
 }

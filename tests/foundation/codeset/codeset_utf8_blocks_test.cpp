@@ -13,9 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/codeset/utf8_simd.h"
-#include "foundation/codeset/vector_switch.h"
-#include "foundation/codeset/zrcodesetconverter.h"
+#include "tests/foundation/codeset/vector_compare.h"
 
 namespace {
 
@@ -23,80 +21,24 @@ namespace simd = zr_codeset::simd;
 
 constexpr unsigned kUtf8 = 42;
 
-// Restores the block loops whatever a test did with them.
-class BlocksGuard {
-public:
-    BlocksGuard() : m_was(simd::Enabled()) {}
-    ~BlocksGuard() { simd::SetEnabled(m_was); }
-
-private:
-    bool m_was;
-};
-
-struct Decoded {
-    bool ok;
-    std::u16string text;
-    ZrCodesetInfo info;
-    bool operator==(const Decoded& o) const {
-        return ok == o.ok && text == o.text && info.errorPosition == o.info.errorPosition &&
-               info.failures == o.info.failures;
-    }
-};
-
-struct Encoded {
-    bool ok;
-    std::string bytes;
-    ZrCodesetInfo info;
-    bool operator==(const Encoded& o) const {
-        return ok == o.ok && bytes == o.bytes && info.errorPosition == o.info.errorPosition &&
-               info.failures == o.info.failures;
-    }
-};
+using codeset_test::Decoded;
+using codeset_test::Encoded;
+using BlocksGuard = codeset_test::VectorGuard;
 
 Decoded Decode(const unsigned char* p, size_t n, unsigned options, bool blocks) {
-    simd::SetEnabled(blocks);
-    ZrUniString out;
-    ZrCodesetInfo info;
-    bool ok = ZrCodesetConverter::GetConverter(kUtf8).from(p, n, out, &info, options);
-    return {ok, std::u16string(out.Units(), out.Length()), info};
+    return codeset_test::Decode(kUtf8, p, n, options, blocks);
 }
 
 Decoded Decode(const std::string& s, unsigned options, bool blocks) {
-    return Decode(reinterpret_cast<const unsigned char*>(s.data()), s.size(), options, blocks);
+    return codeset_test::Decode(kUtf8, s, options, blocks);
 }
 
 Encoded Encode(const char16_t* units, size_t n, unsigned options, bool blocks) {
-    simd::SetEnabled(blocks);
-    ZrByteBuffer out;
-    ZrCodesetInfo info;
-    bool ok = ZrCodesetConverter::GetConverter(kUtf8).to(units, n, out, &info, options);
-    return {ok, std::string(reinterpret_cast<const char*>(out.Data()), out.Length()), info};
+    return codeset_test::Encode(kUtf8, units, n, options, blocks);
 }
 
 Encoded Encode(const std::u16string& s, unsigned options, bool blocks) {
-    return Encode(s.data(), s.size(), options, blocks);
-}
-
-// Decodes with the block loops and without, strictly and with recovery; both must agree exactly.
-// Returns the strict outcome.
-Decoded DecodeBothWays(const std::string& bytes) {
-    Decoded strict = Decode(bytes, 0, true);
-    EXPECT_EQ(strict, Decode(bytes, 0, false));
-    Decoded recovered = Decode(bytes, kZrEncOptionRecoverable, true);
-    EXPECT_EQ(recovered, Decode(bytes, kZrEncOptionRecoverable, false));
-    EXPECT_TRUE(recovered.ok);
-    EXPECT_EQ(recovered.info.failures == 0, strict.ok);
-    return strict;
-}
-
-Encoded EncodeBothWays(const std::u16string& units) {
-    Encoded strict = Encode(units, 0, true);
-    EXPECT_EQ(strict, Encode(units, 0, false));
-    Encoded recovered = Encode(units, kZrEncOptionRecoverable, true);
-    EXPECT_EQ(recovered, Encode(units, kZrEncOptionRecoverable, false));
-    EXPECT_TRUE(recovered.ok);
-    EXPECT_EQ(recovered.info.failures == 0, strict.ok);
-    return strict;
+    return codeset_test::Encode(kUtf8, s, options, blocks);
 }
 
 const char* const kMachineUtf16 = std::endian::native == std::endian::big ? "UTF-16BE" : "UTF-16LE";
@@ -147,16 +89,6 @@ std::u16string FillerUnits(size_t n, unsigned seed) {
     return s;
 }
 
-TEST(Utf8Blocks, ReportsWhetherTheyRun) {
-    BlocksGuard guard;
-    EXPECT_FALSE(simd::SetEnabled(false));
-    EXPECT_FALSE(simd::Enabled());
-    bool on = simd::SetEnabled(true);
-    EXPECT_EQ(simd::Enabled(), on);
-    if (!on)
-        std::printf("note: no block loops on this processor; comparing the plain code with glibc only\n");
-}
-
 // Each sequence at every offset of the first blocks and with 0 to 19 valid bytes after it, so that
 // it also meets the end of the input and straddles the end of a block. Valid ones decode as glibc
 // decodes them; malformed ones fail strictly at their first byte, whichever loop meets them.
@@ -194,7 +126,7 @@ TEST(Utf8Blocks, OddSequencesAtEveryOffset) {
                 std::string bytes = before + row.bytes + after;
                 SCOPED_TRACE(std::string(row.what) + " at " + std::to_string(at) + ", " +
                              std::to_string(tail) + " after");
-                Decoded strict = DecodeBothWays(bytes);
+                Decoded strict = codeset_test::DecodeBothWays(kUtf8, bytes);
                 ASSERT_EQ(strict.ok, row.valid);
                 if (row.valid) {
                     bool glibcOk;
@@ -204,7 +136,7 @@ TEST(Utf8Blocks, OddSequencesAtEveryOffset) {
                 } else {
                     // The first bad byte of "two continuations" is the second continuation.
                     size_t bad = row.bytes == "\xC3\xA9\x80" ? 2 : 0;
-                    ASSERT_EQ(strict.info.errorPosition, at + bad);
+                    ASSERT_EQ(strict.errorPosition, at + bad);
                 }
             }
         }
@@ -230,7 +162,7 @@ TEST(Utf8Blocks, RandomBytesDecodeAsCharacterAtATime) {
                 bytes += static_cast<char>(kBytes[rng() % std::size(kBytes)]);
         }
         SCOPED_TRACE(round);
-        Decoded strict = DecodeBothWays(bytes);
+        Decoded strict = codeset_test::DecodeBothWays(kUtf8, bytes);
         if (::testing::Test::HasFailure())
             return;
         bool glibcOk;
@@ -306,7 +238,7 @@ TEST(Utf8Blocks, SurrogatesAtEveryOffset) {
                     FillerUnits(at, static_cast<unsigned>(at)) + row.units + FillerUnits(tail, 5);
                 SCOPED_TRACE(std::string(row.what) + " at " + std::to_string(at) + ", " +
                              std::to_string(tail) + " after");
-                Encoded strict = EncodeBothWays(units);
+                Encoded strict = codeset_test::EncodeBothWays(kUtf8, units);
                 ASSERT_EQ(strict.ok, row.valid);
                 if (row.valid) {
                     bool glibcOk;
@@ -314,7 +246,7 @@ TEST(Utf8Blocks, SurrogatesAtEveryOffset) {
                     ASSERT_TRUE(glibcOk);
                     ASSERT_EQ(strict.bytes, expected);
                 } else {
-                    ASSERT_EQ(strict.info.errorPosition, at + row.bad);
+                    ASSERT_EQ(strict.errorPosition, at + row.bad);
                 }
             }
         }

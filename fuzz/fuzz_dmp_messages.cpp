@@ -16,8 +16,7 @@ using namespace wex::common::dmp;
 
 namespace {
 
-template <class Message>
-void RoundTrip(const uint8_t* data, size_t size) {
+template <class Message> void RoundTrip(const uint8_t* data, size_t size) {
     encoding::LEDecodingBufferStream stream{buffer::Buffer(data, size)};
     Message parsed(stream);
     const MessageBuffer bytes = MessageBuffer::Of(parsed);

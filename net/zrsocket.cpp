@@ -183,8 +183,8 @@ int ZrSocket::WriteMessage(const void* data, long length, long& written, const Z
                             reinterpret_cast<const sockaddr*>(&to.SockAddr()), sizeof(sockaddr_in));
     if (sent < 0) {
         if (errno != EAGAIN)
-            Fail("sendto", Fd() + Text(Comma(length) + ",0,") + to.AsString(true) +
-                               Text(Comma(sizeof(sockaddr_in))));
+            Fail("sendto",
+                 Fd() + Text(Comma(length) + ",0,") + to.AsString(true) + Text(Comma(sizeof(sockaddr_in))));
         return messageFailed;
     }
     written = sent;
@@ -201,8 +201,8 @@ int ZrSocket::ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from
                                   reinterpret_cast<sockaddr*>(&sender), &length);
     if (received < 0) {
         if (errno != EAGAIN)
-            Fail("recvfrom", Fd() + Text(Comma(capacity) + ",0,struct sockaddr_in*,int*(" +
-                                         Num(sizeof sender) + ")"));
+            Fail("recvfrom",
+                 Fd() + Text(Comma(capacity) + ",0,struct sockaddr_in*,int*(" + Num(sizeof sender) + ")"));
         return messageFailed;
     }
     got = received;
@@ -275,8 +275,8 @@ bool ZrSocket::SetLinger(bool on, int seconds) {
     if (::setsockopt(m_fd, SOL_SOCKET, SO_LINGER, &value, sizeof value) != 0)
         return Fail("setsockopt",
                     Fd() + Text(",SOL_SOCKET(" + Num(SOL_SOCKET) + "),SO_LINGER(" + Num(SO_LINGER) +
-                                "),(char*)(struct linger {" + Num(value.l_onoff) + Comma(seconds) +
-                                "})," + Num(sizeof value)));
+                                "),(char*)(struct linger {" + Num(value.l_onoff) + Comma(seconds) + "})," +
+                                Num(sizeof value)));
     return true;
 }
 

@@ -16,8 +16,10 @@ ZrByteBuffer ZrFile::SystemPath(const ZrUniString& path) {
 }
 
 namespace {
-const char* CPath(const ZrByteBuffer& bytes) { return reinterpret_cast<const char*>(bytes.Data()); }
-}  // namespace
+const char* CPath(const ZrByteBuffer& bytes) {
+    return reinterpret_cast<const char*>(bytes.Data());
+}
+} // namespace
 
 bool ZrFile::ReadFile(const ZrUniString& path, ZrByteBuffer& out) {
     out.Clear();
@@ -65,7 +67,8 @@ bool ZrFile::ReadSymlink(const ZrUniString& path, ZrUniString& target) {
     ssize_t n = readlink(CPath(SystemPath(path)), buffer, sizeof buffer - 1);
     if (n < 0)
         return false;
-    target.CreateFrom(buffer, static_cast<uint64_t>(n), ZrSysEncoding::filesystem, ZrSysEncoding::filesystemOptions);
+    target.CreateFrom(buffer, static_cast<uint64_t>(n), ZrSysEncoding::filesystem,
+                      ZrSysEncoding::filesystemOptions);
     return true;
 }
 
@@ -73,7 +76,9 @@ bool ZrFile::Symlink(const ZrUniString& target, const ZrUniString& path) {
     return symlink(CPath(SystemPath(target)), CPath(SystemPath(path))) == 0;
 }
 
-bool ZrFile::Unlink(const ZrUniString& path) { return unlink(CPath(SystemPath(path))) == 0; }
+bool ZrFile::Unlink(const ZrUniString& path) {
+    return unlink(CPath(SystemPath(path))) == 0;
+}
 
 bool ZrEnvironment::Get(const ZrUniString& name, ZrUniString& value) {
     const char* text = std::getenv(CPath(ZrFile::SystemPath(name)));

@@ -87,4 +87,4 @@ TEST(ZrEnvironment, DistinguishesUnsetFromEmpty) {
     EXPECT_FALSE(ZrEnvironment::Get(ZrUniString("ZR_TEST_UNSET"), value));
 }
 
-}  // namespace
+} // namespace

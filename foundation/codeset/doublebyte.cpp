@@ -3,7 +3,7 @@
 // planes beyond the BMP by arithmetic).
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
-#include "foundation/codeset/table_simd.h"
+#include "foundation/codeset/simd/tables.h"
 
 namespace zr_codeset {
 namespace {

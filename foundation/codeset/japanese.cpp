@@ -3,7 +3,7 @@
 // the EUC-JP tables; ISO-2022-JP carries the JIS X 0208 codes with their high bits cleared.
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
-#include "foundation/codeset/table_simd.h"
+#include "foundation/codeset/simd/tables.h"
 
 namespace zr_codeset {
 namespace {

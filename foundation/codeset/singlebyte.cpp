@@ -2,7 +2,7 @@
 // TIS-620). Every byte is one character; a byte the page leaves undefined does not decode.
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
-#include "foundation/codeset/table_simd.h"
+#include "foundation/codeset/simd/tables.h"
 
 namespace zr_codeset {
 namespace {

@@ -7,8 +7,8 @@
 
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/escape.h"
-#include "foundation/codeset/utf8_simd.h"
-#include "foundation/codeset/vector_switch.h"
+#include "foundation/codeset/simd/utf8.h"
+#include "foundation/codeset/simd/vector_switch.h"
 #include "foundation/codeset/zrconverter.h"
 
 namespace zr_codeset::utf8 {

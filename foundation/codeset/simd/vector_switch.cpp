@@ -1,4 +1,4 @@
-#include "foundation/codeset/vector_switch.h"
+#include "foundation/codeset/simd/vector_switch.h"
 
 namespace zr_codeset::simd {
 

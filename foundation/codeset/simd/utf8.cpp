@@ -1,4 +1,4 @@
-#include "foundation/codeset/utf8_simd.h"
+#include "foundation/codeset/simd/utf8.h"
 
 #include <cstdint>
 

@@ -10,7 +10,7 @@
 
 #include "foundation/codeset/charmaptable.h"
 #include "foundation/codeset/codec.h"
-#include "foundation/codeset/vector_switch.h"
+#include "foundation/codeset/simd/vector_switch.h"
 
 namespace zr_codeset::simd {
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/foundation/codeset/vector_compare.h"
+#include "tests/foundation/codeset/simd/vector_compare.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "foundation/codeset/table_simd.h"
+#include "foundation/codeset/simd/tables.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/codeset/table_simd.h"
-#include "tests/foundation/codeset/vector_compare.h"
+#include "foundation/codeset/simd/tables.h"
+#include "tests/foundation/codeset/simd/vector_compare.h"
 
 namespace {
 

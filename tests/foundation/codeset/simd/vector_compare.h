@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/codeset/vector_switch.h"
+#include "foundation/codeset/simd/vector_switch.h"
 #include "foundation/codeset/zrcodesetconverter.h"
 
 namespace codeset_test {

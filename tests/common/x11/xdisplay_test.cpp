@@ -134,12 +134,6 @@ TEST(XDisplay, UnopenableDisplayRegistersNothing) {
     });
 }
 
-TEST(XDisplayDeathTest, StreamOfClosedDisplayAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    rdp::XDisplay display;
-    EXPECT_DEATH(display.Stream(), "m_pStream");
-}
-
 // The server's modifier map puts Mode_switch in a row chosen on its command line.
 TEST(XDisplay, FindsTheModeswitchModifierRow) {
     Watchdog watchdog(30);
@@ -159,11 +153,9 @@ TEST_F(XDisplayWithServer, ReadsTheYieldLimitWithoutChecking) {
         const char* text;
         uint64_t limit;
     };
+    // Unset, "2", "-1" and "0" show in how the turns run (StopsAtTheYieldLimitAndSetsTheFastEvent).
     const Case cases[] = {
-        {nullptr, 32},      // unset: the default
-        {"2", 2},           //
         {"-1", UINT64_MAX}, // negative: sign-extended, so no limit
-        {"0", 0},           // acts as 1 (see StopsAtTheYieldLimitAndSetsTheFastEvent)
         {"abc", 0},         // not a number
         {"4294967298", 2},  // truncated to 32 bits
         {"12xyz", 12},      // trailing text ignored

@@ -209,31 +209,4 @@ TEST(RPCRecords, PortMappingIsExactlySixteenBytes) {
     EXPECT_EQ(port.port(), 2049u);
 }
 
-TEST(RPCRecords, RawPacketReadsAFixedLength) {
-    Bytes bytes = {1, 2, 3, 4, 5};
-    const unsigned char* data = bytes.data();
-    unsigned long remaining = bytes.size();
-    ZrPacket raw;
-    ASSERT_TRUE(raw.Read(data, remaining, 3));
-    EXPECT_EQ(Packed(raw), (Bytes{1, 2, 3}));
-    EXPECT_EQ(remaining, 2u);
-    EXPECT_FALSE(raw.Read(data, remaining, 3));
-    EXPECT_FALSE(raw.IsValid());
-}
-
-TEST(RPCRecords, BitFieldsInBothOrders) {
-    unsigned char net[2] = {0, 0};
-    ZrPacket::BitSetnetwork(net, 4, 8, 0xA5);
-    EXPECT_EQ(net[0], 0x0A);
-    EXPECT_EQ(net[1], 0x50);
-    EXPECT_EQ(ZrPacket::BitGetnetwork(net, 4, 8), 0xA5u);
-    unsigned char intel[2] = {0xFF, 0xFF};
-    ZrPacket::BitSetintel(intel, 4, 8, 0x00);
-    EXPECT_EQ(intel[0], 0x0F);
-    EXPECT_EQ(intel[1], 0xF0);
-    ZrPacket::BitSetintel(intel, 4, 8, 0x5A);
-    EXPECT_EQ(ZrPacket::BitGetintel(intel, 4, 8), 0x5Au);
-    EXPECT_EQ(intel[0], 0xAF);
-}
-
 } // namespace

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "rpc/zrportmapper.h"
-
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -163,16 +161,6 @@ TEST(RPCRecords, ReadingRulesRejectBadRecords) {
     EXPECT_EQ(good.reply_body().accepted().rpc_data().Length(), 0u);
 }
 
-TEST(RPCRecords, CallBodyNeedsSixteenBytesAndItsBlocks) {
-    Bytes body = Cat({H("00000002 000186a3 00000002 00000065"), kNoneBlock, kNoneBlock});
-    ZrRPCCallBody call;
-    EXPECT_TRUE(ReadAll(call, body));
-    for (size_t n : {size_t(0), size_t(15), size_t(16), body.size() - 1}) {
-        ZrRPCCallBody shortBody;
-        EXPECT_FALSE(ReadAll(shortBody, Bytes(body.begin(), body.begin() + n))) << n << " bytes";
-    }
-}
-
 TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
     EXPECT_EQ(Packed(ZrRPCString("abcde")), H("00000005 6162636465000000"));
     EXPECT_EQ(Packed(ZrRPCString("abcd")), H("00000004 61626364"));
@@ -192,21 +180,6 @@ TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
     EXPECT_FALSE(ReadAll(huge, H("ffffffff 01020304")));
     ZrRPCUnixAuth body;
     EXPECT_FALSE(ReadAll(body, H("00000000 00000000 00000000 00000000 7fffffff")));
-}
-
-TEST(RPCRecords, PortMappingIsExactlySixteenBytes) {
-    Bytes bytes = H("000186a3 00000002 00000011 00000801");
-    ZrPortMapping mapping;
-    ASSERT_TRUE(ReadAll(mapping, bytes));
-    EXPECT_EQ(mapping, ZrPortMapping(100003, 2, 17, 2049));
-    EXPECT_EQ(Packed(mapping), bytes);
-    ZrPortMapping shortMapping;
-    unsigned long left = 0;
-    EXPECT_FALSE(ReadAll(shortMapping, Bytes(bytes.begin(), bytes.end() - 1), &left));
-    EXPECT_EQ(left, 15u) << "a failed read consumes nothing";
-    ZrPortMapperResponse port;
-    ASSERT_TRUE(ReadAll(port, H("00000801")));
-    EXPECT_EQ(port.port(), 2049u);
 }
 
 } // namespace

@@ -25,7 +25,7 @@ struct Pipe {
 class KivWaitSetTest : public ::testing::Test {
 protected:
     // Entries live in the test bodies, so the set is never emptied after them.
-    void SetUp() override { KivWaitSetInit(&set); }
+    void SetUp() override { ASSERT_EQ(KivWaitSetInit(&set), KIV_OK); }
 
     // Waits and returns the reported entries.
     std::vector<KivWaitSetEntry*> Wait(uint64_t capacity = 8, KivStatus expected = KIV_OK,

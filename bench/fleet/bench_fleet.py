@@ -89,7 +89,7 @@ class Fleet:
         if not line.startswith("PORT "):
             raise ba.BenchError("simulator said %r" % line)
         self.port = int(line.split()[1])
-        self.x = ba.Control(ready[2], timeout=120)
+        self.x = ba.Control(ready[2], timeout=180)
         self.tail = ba.RecordTail(self.record)
         self.peers = [xs, fs]
 
@@ -98,7 +98,8 @@ class Fleet:
         if not cc:
             raise ba.BenchError("no C compiler for the floor program")
         self.floor = os.path.join(self.tmp, "floor_ext")
-        subprocess.run([cc, "-O2", "-o", self.floor, FLOOR_C, "-lXext", "-lX11"], check=True)
+        if subprocess.run([cc, "-O2", "-o", self.floor, FLOOR_C, "-lXext", "-lX11"]).returncode != 0:
+            raise ba.BenchError("the floor program did not compile (libX11 and libXext headers?)")
 
     def write_config(self):
         # One file for every session: the link directory is each agent's own $HOME.
@@ -116,8 +117,7 @@ class Fleet:
         os.makedirs(home, exist_ok=True)
         log = open(os.path.join(self.tmp, "agent%d.log" % i), "wb")
         p = self.spawn([self.args.agent, "--dmpdisplay", self.displays[i], "--servercfg", self.config],
-                       env=dict(os.environ, HOME=home), stdout=log, stderr=subprocess.STDOUT,
-                       preexec_fn=ba.fixed_layout)
+                       env=dict(os.environ, HOME=home), stdout=log, stderr=subprocess.STDOUT)
         log.close()
         return p
 
@@ -192,7 +192,7 @@ class Fleet:
     def run_floors(self):
         floors = []
         for name in self.displays:
-            p = self.spawn([self.floor, name], stdin=subprocess.PIPE, preexec_fn=ba.fixed_layout)
+            p = self.spawn([self.floor, name], stdin=subprocess.PIPE)
             floors.append(p)
         for p in floors:
             if ba.read_line(p.stdout, "the floor program", 60) != "OPEN":
@@ -225,6 +225,9 @@ class Fleet:
 
     def run(self):
         self.notes = []
+        # Fixed layouts for every child (see bench_agent.fixed_layout), set once here: the setting
+        # is inherited, and children started without a hook in between start much faster.
+        ba.fixed_layout()
         try:
             self.compile_floor()
             self.start_peers()

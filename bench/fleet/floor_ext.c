@@ -5,7 +5,7 @@
  *   floor_ext <display>
  *
  * Compiled by bench_fleet.py at run time (cc -O2 floor_ext.c -lXext -lX11). */
-#include <X11/Xlib.h>
+#include <X11/Xlibint.h>
 #include <X11/extensions/Xext.h>
 #include <X11/extensions/extutil.h>
 #include <stdio.h>

@@ -60,6 +60,14 @@ const ZrUniString& ClientWrapper::UserName() {
     return credentials::UserName(m_serverConfig.userOverride);
 }
 
+namespace {
+ClientWrapper::ExitFunction g_exitFunction = nullptr;
+} // namespace
+
+void ClientWrapper::SetExitFunction(ExitFunction function) {
+    g_exitFunction = function;
+}
+
 void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code) {
     m_err << text;
     if (quoted)
@@ -68,6 +76,8 @@ void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quo
         m_err << argument << "\n";
     m_out.Flush();
     m_err.Flush();
+    if (g_exitFunction)
+        g_exitFunction(code);
     std::exit(code);
 }
 

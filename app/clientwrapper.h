@@ -92,6 +92,11 @@ public:
     // The local account name (worked out once for the process).
     const ZrUniString& UserName();
 
+    // Where the failure exits end: std::exit unless replaced. A replacement must not return (a
+    // harness that loads configurations in a loop throws instead); if it does, std::exit follows.
+    using ExitFunction = void (*)(int code);
+    static void SetExitFunction(ExitFunction function);
+
     // Failure exits: one line on the error stream, then exit(code).
     [[noreturn]] void ExitBadServerConfig(const ZrUniString& reason);
     [[noreturn]] void ExitBadMode(const ZrUniString& path);

@@ -25,7 +25,7 @@ struct Pipe {
 class KivWaitSetTest : public ::testing::Test {
 protected:
     // Entries live in the test bodies, so the set is never emptied after them.
-    void SetUp() override { KivWaitSetInit(&set); }
+    void SetUp() override { ASSERT_EQ(KivWaitSetInit(&set), KIV_OK); }
 
     // Waits and returns the reported entries.
     std::vector<KivWaitSetEntry*> Wait(uint64_t capacity = 8, KivStatus expected = KIV_OK,
@@ -38,15 +38,15 @@ protected:
     }
 
     void AddFd(KivPosixFdWait& wait, KivWaitSetEntry& entry, int fd, uint32_t kind = KIV_WAIT_FD_READ) {
-        KivPosixFdWaitInit(&wait, kind, fd);
+        EXPECT_EQ(KivPosixFdWaitInit(&wait, kind, fd), KIV_OK);
         ASSERT_EQ(KivWaitSetAdd(&set, &wait, &entry), KIV_OK);
     }
 
     void AddTimer(KivTimer& timer, KivWaitSetEntry& entry, uint64_t expiry, bool suspendOnReady = true) {
-        KivTimerInit(&timer);
-        KivTimerSetExpiry(&timer, expiry);
+        EXPECT_EQ(KivTimerInit(&timer), KIV_OK);
+        EXPECT_EQ(KivTimerSetExpiry(&timer, expiry), KIV_OK);
         ASSERT_EQ(KivWaitSetAdd(&set, &timer, &entry), KIV_OK);
-        KivWaitSetEntrySetSuspendOnReady(&entry, suspendOnReady);
+        EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&entry, suspendOnReady), KIV_OK);
     }
 
     KivWaitSet set;
@@ -65,7 +65,7 @@ TEST_F(KivWaitSetTest, UnknownKindsAreRefusedAndEmptySetsReturnAtOnce) {
     KivPosixFdWait read, write;
     KivTimer timer;
     KivFastEvent event;
-    KivFastEventInit(&event);
+    EXPECT_EQ(KivFastEventInit(&event), KIV_OK);
     EXPECT_EQ(KivEventSet(&timer), KIV_BAD_KIND);
     EXPECT_EQ(KivEventUnset(&timer), KIV_BAD_KIND);
     AddFd(read, e[0], p.fds[0]);
@@ -103,22 +103,22 @@ TEST_F(KivWaitSetTest, SuspendOnReadyHidesEntryUntilResumed) {
     KivPosixFdWait wait;
     KivWaitSetEntry entry, second;
     AddFd(wait, entry, p.fds[0]);
-    KivWaitSetEntrySetSuspendOnReady(&entry, 1);
+    EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&entry, 1), KIV_OK);
     EXPECT_EQ(Wait().size(), 1u);
     EXPECT_TRUE(entry.suspended);
     EXPECT_TRUE(Wait().empty());
-    KivWaitSetEntryResume(&entry);
+    EXPECT_EQ(KivWaitSetEntryResume(&entry), KIV_OK);
     AddFd(wait, second, p.fds[0]);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&entry, &second}));
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&second}));
-    KivWaitSetRemove(&set, &second);
+    EXPECT_EQ(KivWaitSetRemove(&set, &second), KIV_OK);
     // The same for an event: suspended, it goes to the end of its pool.
     KivFastEvent event;
-    KivFastEventInit(&event);
+    EXPECT_EQ(KivFastEventInit(&event), KIV_OK);
     KivWaitSetEntry eventEntry;
     ASSERT_EQ(KivWaitSetAdd(&set, &event, &eventEntry), KIV_OK);
-    KivWaitSetEntrySetSuspendOnReady(&eventEntry, 1);
-    KivEventSet(&event);
+    EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&eventEntry, 1), KIV_OK);
+    EXPECT_EQ(KivEventSet(&event), KIV_OK);
     EXPECT_EQ(Wait().size(), 1u);
     EXPECT_EQ(set.eventPool.tail, &eventEntry);
     EXPECT_TRUE(Wait().empty());
@@ -131,7 +131,7 @@ TEST_F(KivWaitSetTest, FullArrayReturnsTwoAndKeepsTheRestForLater) {
     for (int i = 0; i < 3; ++i) {
         p[i].Put();
         AddFd(w[i], e[i], p[i].fds[0]);
-        KivWaitSetEntrySetSuspendOnReady(&e[i], 1);
+        EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&e[i], 1), KIV_OK);
     }
     EXPECT_EQ(Wait(2, KIV_MORE), std::vector<KivWaitSetEntry*>({&e[0], &e[1]}));
     EXPECT_FALSE(e[2].suspended);
@@ -157,7 +157,7 @@ TEST_F(KivWaitSetTest, TimersFireInExpiryOrderEqualOnesInInsertionOrder) {
     EXPECT_GE(KivTimeNow(), base + 10 * kMs);
 
     AddTimer(t[4], e[4], KivTimeNow() + 3600000 * kMs);
-    KivWaitSetEntryResume(&e[0]);
+    EXPECT_EQ(KivWaitSetEntryResume(&e[0]), KIV_OK);
     EXPECT_EQ(set.timerPool.head, &e[0]);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e[0]}));
     AddTimer(t[5], e[5], KivTimeNow() - kMs, false);
@@ -178,11 +178,11 @@ TEST_F(KivWaitSetTest, TimersAndReportedEntriesBoundTheWaitOnASilentDescriptor) 
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&timerEntry}));
     EXPECT_GE(KivTimeNow(), expiry);
     KivFastEvent event;
-    KivFastEventInit(&event);
+    EXPECT_EQ(KivFastEventInit(&event), KIV_OK);
     ASSERT_EQ(KivWaitSetAdd(&set, &event, &eventEntry), KIV_OK);
-    KivEventSet(&event);
+    EXPECT_EQ(KivEventSet(&event), KIV_OK);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&eventEntry}));
-    KivEventUnset(&event);
+    EXPECT_EQ(KivEventUnset(&event), KIV_OK);
     EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
 }
 
@@ -200,8 +200,8 @@ TEST_F(KivWaitSetTest, SafeEventWakesTheWaitThroughItsPipe) {
     for (int i = 0; i < 2; ++i)
         EXPECT_EQ(KivEventUnset(&event), KIV_OK);
     EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
-    KivWaitSetRemove(&set, &entry);
-    KivEventTerminate(&event);
+    EXPECT_EQ(KivWaitSetRemove(&set, &entry), KIV_OK);
+    EXPECT_EQ(KivEventTerminate(&event), KIV_OK);
     EXPECT_EQ(event.readFd, -1);
 }
 
@@ -217,8 +217,8 @@ TEST_F(KivWaitSetTest, FailedWaitReturnsMinusOneAndHighDescriptorsAbort) {
     EXPECT_TRUE(Wait(8, KIV_FAILED).empty());
     dup2(saved, p.fds[0]);
     close(saved);
-    KivPosixFdWaitInit(&high, KIV_WAIT_FD_READ, 1024);
-    EXPECT_DEATH(KivWaitSetAdd(&set, &high, &highEntry), "fd < 1024");
+    EXPECT_EQ(KivPosixFdWaitInit(&high, KIV_WAIT_FD_READ, 1024), KIV_OK);
+    EXPECT_DEATH((void)KivWaitSetAdd(&set, &high, &highEntry), "fd < 1024");
     AddFd(high, highEntry, 1023, KIV_WAIT_FD_EXCEPT);
 }
 

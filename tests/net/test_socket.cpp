@@ -151,26 +151,25 @@ TEST(Socket, AddressInUseIsRetriedOnlyWhenAsked) {
     // The holder goes away once the first attempt has failed, which its line on the error stream shows:
     // a retry then binds. Nothing is timed, so a slow machine cannot change the outcome.
     ZrSocket third;
-    int pipeFds[2];
-    ASSERT_EQ(pipe(pipeFds), 0);
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
     std::fflush(stderr);
     const int savedErr = dup(2);
-    dup2(pipeFds[1], 2);
-    close(pipeFds[1]);
+    dup2(fds[1], 2);
+    close(fds[1]);
     std::string seen;
     std::thread release([&] {
-        char c;
-        while (seen.find("retries...") == std::string::npos && read(pipeFds[0], &c, 1) == 1)
+        for (char c; seen.find("retries...") == std::string::npos && read(fds[0], &c, 1) == 1;)
             seen += c;
         holder.socket.Close();
     });
     bool bound = third.Bind(holder.address, ZrSocket::datagram, false, 3, true);
     dup2(savedErr, 2); // closes the pipe's last writer, so the reader above cannot wait forever
-    close(savedErr);
     release.join();
-    for (char c; read(pipeFds[0], &c, 1) == 1;)
+    for (char c; read(fds[0], &c, 1) == 1;)
         seen += c;
-    close(pipeFds[0]);
+    close(savedErr);
+    close(fds[0]);
     EXPECT_TRUE(bound);
     EXPECT_EQ(seen, "A socket is still in use, attempting 3 retries...\n");
 }

@@ -48,27 +48,4 @@ TEST(ZrOFStream, WritesConvertedTextWithoutTerminators) {
               "|");
 }
 
-TEST(ZrOSStream, AppendsAndTruncatesTheReferredString) {
-    ZrUniString target("x=");
-    ZrOSStream out(target);
-    out << 1 << "," << ZrUniString("two");
-    EXPECT_EQ(target.AsUtf8(), "x=1,two");
-    out.Truncate();
-    EXPECT_EQ(target.Length(), 0u);
-}
-
-TEST(ZrOBufferedStream, HandsCollectedTextToTargetOnFlush) {
-    ZrUniString sink;
-    ZrOSStream target(sink);
-    ZrOBufferedStream buffered(&target);
-    buffered << "held " << 3U;
-    EXPECT_EQ(sink.Length(), 0u);
-    buffered.Flush();
-    EXPECT_EQ(sink.AsUtf8(), "held 3");
-    ZrOBufferedStream orphan;
-    orphan << "kept";
-    EXPECT_EQ(orphan.Flush(), 0);
-    EXPECT_EQ(orphan.Collected().AsUtf8(), "kept");
-}
-
 } // namespace

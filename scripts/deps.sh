@@ -1,6 +1,6 @@
 # Installs the Debian packages the build, the tests and the demo need,
 # skipping those already present. Sourced by the scripts in this folder.
-KP_PACKAGES=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config
+KP_PACKAGES=(cmake ninja-build g++ clang clang-format libclang-rt-14-dev pkg-config
   libx11-dev libxext-dev libgtest-dev libgmock-dev libbenchmark-dev
   libssl-dev libtirpc-dev rapidjson-dev xvfb xauth python3 locales)
 

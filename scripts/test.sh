@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs everything: the plain suite, the suite again under
+# Checks the formatting, then builds and runs everything: the plain suite (after checking that
+# every include reaches only declared libraries), the suite again under
 # AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
 # On a fresh Debian 12 machine (as root) it first installs what it needs.
 set -euo pipefail
@@ -10,8 +11,12 @@ kp_install_deps
 JOBS=${JOBS:-$(nproc)}
 FUZZ_SECONDS=${FUZZ_SECONDS:-5}
 
+echo "== format"
+scripts/format_check.sh
+
 echo "== plain build"
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_WERROR=ON >/dev/null
+scripts/check_deps.py build
 cmake --build build -j "$JOBS"
 ctest --test-dir build --output-on-failure -j "$JOBS"
 
@@ -19,13 +24,15 @@ echo "== package"
 scripts/package_check.sh build
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF >/dev/null
+cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF \
+  -DKPATDMCL_WERROR=ON >/dev/null
 cmake --build build-asan -j "$JOBS"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-asan --output-on-failure -j "$JOBS"
 
 echo "== fuzz targets (${FUZZ_SECONDS}s each)"
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON >/dev/null
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON \
+  -DKPATDMCL_WERROR=ON >/dev/null
 cmake --build build-fuzz -j "$JOBS"
 shopt -s nullglob
 for f in build-fuzz/bin/fuzz_*; do

@@ -7,6 +7,7 @@ The declared dependencies come from <build>/kp_dependencies.txt, which configuri
 targets themselves (cmake/KpatdmclTargets.cmake). A .cpp/.c file may include its own library, every
 library its target links, and whatever those export PUBLIC, transitively. A header is read by the
 target's users too, so it may only include what its target links PUBLIC (and what that exports).
+A dependency that nothing includes, or a PUBLIC one that no header includes, is reported too.
 Each offending line is printed as `file:line: ...`; the exit status is 1 when there is one, 2 when
 the build folder has not been configured.
 """
@@ -103,6 +104,23 @@ class Layout:
         return f'"{quoted}"', library
 
 
+def report_unused(layout, name, target, used):
+    """A target links exactly what it includes: no dependency without an include, none PUBLIC
+    that only its .cpp/.c files include. Libraries the check cannot see into are left alone."""
+    known = set(layout.targets) | set(SYSTEM_INCLUDES.values())
+    problems = 0
+    for dep in target["public"] + target["private"]:
+        if dep not in known:
+            continue
+        if dep not in used["any"]:
+            print(f"check_deps: {name} links {dep}, but none of its files includes it")
+            problems += 1
+        elif dep in target["public"] and dep not in used["header"]:
+            print(f"check_deps: {name} links {dep} PUBLIC, but none of its headers includes it (make it PRIVATE)")
+            problems += 1
+    return problems
+
+
 def check(root, build):
     listing = os.path.join(build, "kp_dependencies.txt")
     if not os.path.exists(listing):
@@ -113,6 +131,7 @@ def check(root, build):
     for name, target in layout.targets.items():
         for_sources = layout.reachable(name, target["public"] + target["private"])
         for_headers = layout.reachable(name, target["public"])
+        used = {"header": set(), "any": set()}
         for rel in layout.files(name):
             header = rel.endswith(HEADER_SUFFIXES)
             allowed = for_headers if header else for_sources
@@ -125,6 +144,9 @@ def check(root, build):
                     if found is None:
                         continue
                     shown, library = found
+                    used["any"].add(library)
+                    if header:
+                        used["header"].add(library)
                     if library is None:
                         print(f"{rel}:{number}: includes {shown}, which is in no library")
                     elif library in allowed:
@@ -136,8 +158,9 @@ def check(root, build):
                         print(f"{rel}:{number}: includes {shown} from library {library}, "
                               f"which {name} does not declare")
                     problems += 1
+        problems += report_unused(layout, name, target, used)
     if problems:
-        print(f"check_deps: {problems} include(s) reach a library their target does not declare", file=sys.stderr)
+        print(f"check_deps: {problems} problem(s) with the declared library dependencies", file=sys.stderr)
         return 1
     return 0
 

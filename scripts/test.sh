@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks the formatting, then builds and runs everything: the plain suite (after checking that
-# every include reaches only declared libraries), the suite again under
+# every include reaches only declared libraries), a Release build of the agent, the suite again under
 # AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
 # On a fresh Debian 12 machine (as root) it first installs what it needs.
 set -euo pipefail
@@ -22,6 +22,11 @@ ctest --test-dir build --output-on-failure -j "$JOBS"
 
 echo "== package"
 scripts/package_check.sh build
+
+echo "== Release build of the agent (warnings that only -O3 finds)"
+cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DKPATDMCL_TESTS=OFF -DKPATDMCL_BENCH=OFF \
+  -DKPATDMCL_WERROR=ON >/dev/null
+cmake --build build-release -j "$JOBS" --target kpatdmcl
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF \

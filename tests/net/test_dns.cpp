@@ -9,7 +9,7 @@ namespace {
 // Asks the C library directly whether this machine's resolver knows the name; minimal images
 // and containers without /etc/hosts have no "localhost".
 bool SystemResolves(const char* name) {
-    addrinfo hints {};
+    addrinfo hints{};
     hints.ai_family = AF_INET;
     addrinfo* result = nullptr;
     const bool found = ::getaddrinfo(name, nullptr, &hints, &result) == 0 && result;

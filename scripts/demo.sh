@@ -25,7 +25,7 @@ trap cleanup EXIT
 # Bold headings only on a terminal: a file or a pipe gets plain text.
 if [ -t 1 ]; then BOLD=$'\033[1m' PLAIN=$'\033[0m'; else BOLD='' PLAIN=''; fi
 step() { printf '\n%s== %s%s\n' "$BOLD" "$*" "$PLAIN"; }
-say() { echo "$*" | fold -s -w 100; }
+say() { echo "$*" | fmt -w 100; }
 ME=$(id -un)
 MOUNT=/srv/quillafs
 show_link() {

@@ -1,4 +1,4 @@
-"""The X session start-up script, sourced by sh as Xsession does, starting the real agent
+"""The X session start-up script, sourced by sh -e as Xsession does, starting the real agent
 against the test display server and the file-server simulator."""
 
 import os
@@ -43,7 +43,7 @@ class SessionScript(unittest.TestCase):
         env = {"PATH": bin_dir, "HOME": p.home, "DISPLAY": p.display, "KP_DIR": p.dir,
                "KPATDMCL_SERVERCFG": p.config()}
         with open(os.path.join(p.dir, "session"), "w") as out:
-            subprocess.run(["/bin/sh", "-c", SESSION, "sh", SCRIPT], env=env, stdout=out, stderr=out, check=True,
+            subprocess.run(["/bin/sh", "-ec", SESSION, "sh", SCRIPT], env=env, stdout=out, stderr=out, check=True,
                            timeout=20)
         p.announce()
         p.x.call("add_device", device_id=1, uri="smb://pc1/C", user="YWxpY2U=", password="c2VjcmV0")

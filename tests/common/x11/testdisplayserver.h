@@ -1,6 +1,6 @@
 // Test peer: runs tools/xtestserver as a child process on a free display number and drives it over
 // its control socket; shared by the X11 and DMP tests. Failures to start or to talk fail the
-// current test, and a test still running 60 s after it started its server is killed.
+// current test, and a test still running 120 s after it started its server is killed.
 #pragma once
 
 #include "tests/framework/watchdog.h"
@@ -70,9 +70,6 @@ public:
         }
     }
 
-    TestDisplayServer(const TestDisplayServer&) = delete;
-    TestDisplayServer& operator=(const TestDisplayServer&) = delete;
-
     bool Ok() const { return m_fd >= 0; }
     const std::string& Display() const { return m_display; }
 
@@ -103,7 +100,7 @@ private:
         return nl != std::string::npos;
     }
 
-    Watchdog m_watchdog{60};
+    Watchdog m_watchdog{120};
     pid_t m_pid = -1;
     int m_fd = -1;
     std::string m_display;

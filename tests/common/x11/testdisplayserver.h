@@ -59,10 +59,9 @@ public:
     }
 
     ~TestDisplayServer() {
-        if (m_fd >= 0) {
+        if (m_fd >= 0)
             Must("shutdown");
-            close(m_fd);
-        }
+        close(m_fd);
         for (int waited = 0; m_pid > 0 && waitpid(m_pid, nullptr, WNOHANG) != m_pid; ++waited) {
             if (waited == 200)
                 kill(m_pid, SIGKILL);

@@ -76,21 +76,6 @@ TEST_F(XKPDev, PutConfirmLengthAndPadding) {
     }
 }
 
-// Without big requests the length field stays 1 and the bytes still go out. These bytes read as
-// 65,536 one-word NoOperation requests, which keeps the sequence numbers of both sides in step.
-TEST_F(XKPDev, PutConfirmWithoutBigRequestsLeavesLengthOne) {
-    Open({"--no-bigreq"});
-    std::vector<unsigned char> data(262144);
-    for (size_t i = 0; i < data.size(); i += 4) {
-        data[i] = 127;
-        data[i + 2] = 1;
-    }
-    ASSERT_EQ(XXKPDevPutConfirm(m_display, data.data(), static_cast<unsigned int>(data.size())), 1);
-    EXPECT_EQ(Request("XKPDEV.PutConfirm")["length"].GetInt(), 1);
-    Request("NoOperation", 65536);
-    XSync(m_display, False);
-}
-
 int g_errors = 0;
 
 // Inline events carry their bytes, pending ones name a message that GetRequest fetches, and events
@@ -141,21 +126,6 @@ TEST_F(XKPDev, EventsAreConvertedAndPendingMessagesFetched) {
     EXPECT_EQ(data, nullptr);
     EXPECT_EQ(g_errors, 1);
     XSetErrorHandler(previous);
-}
-
-// Closing one display drops only its bookkeeping, also when a new connection reuses its address.
-TEST_F(XKPDev, CloseDisplayForgetsOnlyThatDisplay) {
-    Open();
-    Display* other = XOpenDisplay(m_server->Display().c_str());
-    ASSERT_EQ(XXKPDevRegisterDisplay(other), 1);
-    ASSERT_EQ(XXKPDevRegisterDisplay(m_display), 1);
-    XCloseDisplay(other);
-    other = XOpenDisplay(m_server->Display().c_str());
-    int major = -1, minor = -1;
-    EXPECT_EQ(XXKPDevQueryVersion(other, &major, &minor), 1);
-    EXPECT_EQ(major * 100 + minor, 100); // 1.0
-    EXPECT_EQ(XXKPDevQueryVersion(m_display, &major, &minor), 1);
-    XCloseDisplay(other);
 }
 
 } // namespace

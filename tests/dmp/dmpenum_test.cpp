@@ -93,7 +93,8 @@ protected:
         EXPECT_STREQ(init["message"]["hex"].GetString(), kInitIndicationHex);
         EXPECT_EQ(init["message"]["padded_length"].GetInt(), 12);
         m_server.Must("send_init", which);
-        PumpUntil(manager, [&] { return manager.Displays().at(manager.ActiveDisplay())->IsInitialised(); });
+        PumpUntil(manager,
+                  [&] { return manager.Displays().at(manager.ActiveDisplay()).endpoint->IsInitialised(); });
     }
 
     kptest::TestDisplayServer m_server;
@@ -140,7 +141,7 @@ TEST_F(DMPManagerTest, DeviceRequestsFollowTheEndpointsRules) {
             m_server.Must(std::string(args).find("uri") == std::string::npos ? "remove_device" : "add_device",
                           args);
         PumpUntil(manager, [&] { return m_controller.calls.size() >= 5; });
-        const auto& devices = manager.Displays().at(manager.ActiveDisplay())->Devices();
+        const auto& devices = manager.Displays().at(manager.ActiveDisplay()).endpoint->Devices();
         // The unparsable ones stay, also after a removal was asked for.
         ASSERT_EQ(devices.size(), 4u);
         EXPECT_EQ(devices.begin()->first, -1);

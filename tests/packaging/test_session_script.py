@@ -6,11 +6,7 @@ import subprocess
 import sys
 import unittest
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-for suite in ("../e2e", "../app/e2e"):
-    if os.path.exists(os.path.join(HERE, suite, "peers.py")):
-        sys.path.insert(0, os.path.join(HERE, suite))
-        break
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 from peers import AGENT, SOURCE_DIR, Peers, wait_for  # noqa: E402
 
 SCRIPT = os.path.join(SOURCE_DIR, "packaging/90kpatdmcl")

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "rpc/zrportmapper.h"
-
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -163,16 +161,6 @@ TEST(RPCRecords, ReadingRulesRejectBadRecords) {
     EXPECT_EQ(good.reply_body().accepted().rpc_data().Length(), 0u);
 }
 
-TEST(RPCRecords, CallBodyNeedsSixteenBytesAndItsBlocks) {
-    Bytes body = Cat({H("00000002 000186a3 00000002 00000065"), kNoneBlock, kNoneBlock});
-    ZrRPCCallBody call;
-    EXPECT_TRUE(ReadAll(call, body));
-    for (size_t n : {size_t(0), size_t(15), size_t(16), body.size() - 1}) {
-        ZrRPCCallBody shortBody;
-        EXPECT_FALSE(ReadAll(shortBody, Bytes(body.begin(), body.begin() + n))) << n << " bytes";
-    }
-}
-
 TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
     EXPECT_EQ(Packed(ZrRPCString("abcde")), H("00000005 6162636465000000"));
     EXPECT_EQ(Packed(ZrRPCString("abcd")), H("00000004 61626364"));
@@ -192,48 +180,6 @@ TEST(RPCRecords, StringsAndOpaquesArePaddedToFourBytes) {
     EXPECT_FALSE(ReadAll(huge, H("ffffffff 01020304")));
     ZrRPCUnixAuth body;
     EXPECT_FALSE(ReadAll(body, H("00000000 00000000 00000000 00000000 7fffffff")));
-}
-
-TEST(RPCRecords, PortMappingIsExactlySixteenBytes) {
-    Bytes bytes = H("000186a3 00000002 00000011 00000801");
-    ZrPortMapping mapping;
-    ASSERT_TRUE(ReadAll(mapping, bytes));
-    EXPECT_EQ(mapping, ZrPortMapping(100003, 2, 17, 2049));
-    EXPECT_EQ(Packed(mapping), bytes);
-    ZrPortMapping shortMapping;
-    unsigned long left = 0;
-    EXPECT_FALSE(ReadAll(shortMapping, Bytes(bytes.begin(), bytes.end() - 1), &left));
-    EXPECT_EQ(left, 15u) << "a failed read consumes nothing";
-    ZrPortMapperResponse port;
-    ASSERT_TRUE(ReadAll(port, H("00000801")));
-    EXPECT_EQ(port.port(), 2049u);
-}
-
-TEST(RPCRecords, RawPacketReadsAFixedLength) {
-    Bytes bytes = {1, 2, 3, 4, 5};
-    const unsigned char* data = bytes.data();
-    unsigned long remaining = bytes.size();
-    ZrPacket raw;
-    ASSERT_TRUE(raw.Read(data, remaining, 3));
-    EXPECT_EQ(Packed(raw), (Bytes{1, 2, 3}));
-    EXPECT_EQ(remaining, 2u);
-    EXPECT_FALSE(raw.Read(data, remaining, 3));
-    EXPECT_FALSE(raw.IsValid());
-}
-
-TEST(RPCRecords, BitFieldsInBothOrders) {
-    unsigned char net[2] = {0, 0};
-    ZrPacket::BitSetnetwork(net, 4, 8, 0xA5);
-    EXPECT_EQ(net[0], 0x0A);
-    EXPECT_EQ(net[1], 0x50);
-    EXPECT_EQ(ZrPacket::BitGetnetwork(net, 4, 8), 0xA5u);
-    unsigned char intel[2] = {0xFF, 0xFF};
-    ZrPacket::BitSetintel(intel, 4, 8, 0x00);
-    EXPECT_EQ(intel[0], 0x0F);
-    EXPECT_EQ(intel[1], 0xF0);
-    ZrPacket::BitSetintel(intel, 4, 8, 0x5A);
-    EXPECT_EQ(ZrPacket::BitGetintel(intel, 4, 8), 0x5Au);
-    EXPECT_EQ(intel[0], 0xAF);
 }
 
 } // namespace

@@ -124,14 +124,4 @@ TEST(SMBNFSRecords, ShortResponsesAreInvalid) {
     }
 }
 
-TEST(SMBNFSRecords, SessionEntryWithoutDetailsIsNameAndZeroByte) {
-    ZrSMBNFSSessionInfo entry;
-    entry.name("pc");
-    EXPECT_EQ(Packed(entry), (Bytes{'p', 0, 'c', 0, 0, 0, 0}));
-    ZrSMBNFSSessionInfo withDetails = entry;
-    withDetails.details({0, 0, 0, 0, 0});
-    EXPECT_NE(entry, withDetails);
-    EXPECT_EQ(withDetails.HowBig(), 27u);
-}
-
 } // namespace

@@ -3,34 +3,33 @@
 // stream::EOSException; parsing a short buffer throws the short-read kinds.
 #pragma once
 
-#include "dmp/messages/t50string.h"
-
-#include <cstdint>
+#include "dmp/messages/deviceconf.h"
 
 namespace wex::common::dmp {
 
-class AddDeviceConf {
+class AddDeviceConf : public DeviceConf<AddDeviceConf> {
 public:
-    AddDeviceConf(unsigned char status, unsigned int deviceId);
+    AddDeviceConf(unsigned char status, unsigned int deviceId) : DeviceConf(1, 17, status, deviceId) {}
     // Reads a confirmation as the peer would receive it.
-    explicit AddDeviceConf(encoding::LEDecodingBufferStream& stream);
+    explicit AddDeviceConf(encoding::LEDecodingBufferStream& stream) : DeviceConf(1, 17, 0, 0) {
+        ReadFields(stream);
+    }
 
-    unsigned char Status() const { return m_status; }
-    unsigned int DeviceID() const { return m_deviceId; }
-    unsigned int TotalLength() const { return m_totalLength; }
+    // Empty in every confirmation this side builds, so size() is 17 for them.
     const T50Text& AttachedData() const { return m_data; }
 
-    // 17 plus the attached data's length (which is 0 for every confirmation this side builds).
-    uint64_t size() const { return 17u + m_data.length; }
-    void Serialize(encoding::LEEncodingBufferStream& stream) const;
     bool operator==(const AddDeviceConf& other) const = default;
 
 private:
-    unsigned char m_type = 1;
-    unsigned int m_totalLength = 17;
-    unsigned int m_deviceId = 0;
-    unsigned char m_status = 0;
-    T50Text m_data;
+    friend wire::Message<AddDeviceConf>;
+    template <class Self, class F> static void Fields(Self& self, F&& field) {
+        HeadFields(self, field);
+        field(self.m_data);
+        field(self.m_constant1);
+        field(self.m_constant2);
+    }
+
+    RawText16 m_data;
     unsigned char m_constant1 = 1;
     unsigned int m_constant2 = 0;
 };

@@ -50,30 +50,39 @@ private:
     ZrByteBuffer m_data;
 };
 
-// Fails to read unless the message type is a call.
-class ZrRPCMessageFromClient : public ZrRecord<ZrRPCMessageFromClient> {
+// What both messages share: a transaction id, the message type and the body. Reading fails unless
+// the message type is the one of the message.
+template <class Derived, uint32_t Type, class Body> class ZrRPCEnvelope : public ZrRecord<Derived> {
+public:
+    uint32_t xid() const { return m_xid; }
+    void xid(uint32_t value) { this->Assign(m_xid, value); }
+    uint32_t mtype() const { return Type; }
+
+protected:
+    const Body& body() const { return m_body; }
+    template <class Value> void body(Value&& value) { this->Assign(m_body, std::forward<Value>(value)); }
+
+private:
+    friend ZrRecord<Derived>;
+    template <class Self, class F> static void Fields(Self& self, F& field) {
+        field("xid", self.m_xid);
+        field("mtype", zrrecord::Constant{Type});
+        field("body", self.m_body);
+    }
+
+    uint32_t m_xid = 0;
+    Body m_body;
+};
+
+class ZrRPCMessageFromClient : public ZrRPCEnvelope<ZrRPCMessageFromClient, ZrRPCEnum::Call, ZrRPCCallBody> {
 public:
     ZrRPCMessageFromClient() = default;
     explicit ZrRPCMessageFromClient(const ZrPacket& packet) { ReadFromPacket(packet); }
     ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
 
-    uint32_t xid() const { return m_xid; }
-    void xid(uint32_t value) { Assign(m_xid, value); }
-    uint32_t mtype() const { return ZrRPCEnum::Call; }
-    const ZrRPCCallBody& call_body() const { return m_body; }
-    void call_body(const ZrRPCCallBody& value) { Assign(m_body, value); }
-    void call_body(ZrRPCCallBody&& value) { Assign(m_body, std::move(value)); }
-
-private:
-    friend ZrRecord<ZrRPCMessageFromClient>;
-    template <class Self, class F> static void Fields(Self& self, F& field) {
-        field("xid", self.m_xid);
-        field("mtype", zrrecord::Constant{ZrRPCEnum::Call});
-        field("call_body", self.m_body);
-    }
-
-    uint32_t m_xid = 0;
-    ZrRPCCallBody m_body;
+    const ZrRPCCallBody& call_body() const { return body(); }
+    void call_body(const ZrRPCCallBody& value) { body(value); }
+    void call_body(ZrRPCCallBody&& value) { body(std::move(value)); }
 };
 
 // Unknown accept statuses read as a status with nothing after it.
@@ -202,27 +211,13 @@ private:
     ZrRPCRejected m_rejected;
 };
 
-// Fails to read unless the message type is a reply.
-class ZrRPCMessageFromServer : public ZrRecord<ZrRPCMessageFromServer> {
+class ZrRPCMessageFromServer
+    : public ZrRPCEnvelope<ZrRPCMessageFromServer, ZrRPCEnum::Reply, ZrRPCReplyBody> {
 public:
     ZrRPCMessageFromServer() = default;
     explicit ZrRPCMessageFromServer(const ZrPacket& packet) { ReadFromPacket(packet); }
     ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
 
-    uint32_t xid() const { return m_xid; }
-    void xid(uint32_t value) { Assign(m_xid, value); }
-    uint32_t mtype() const { return ZrRPCEnum::Reply; }
-    const ZrRPCReplyBody& reply_body() const { return m_body; }
-    void reply_body(const ZrRPCReplyBody& value) { Assign(m_body, value); }
-
-private:
-    friend ZrRecord<ZrRPCMessageFromServer>;
-    template <class Self, class F> static void Fields(Self& self, F& field) {
-        field("xid", self.m_xid);
-        field("mtype", zrrecord::Constant{ZrRPCEnum::Reply});
-        field("reply_body", self.m_body);
-    }
-
-    uint32_t m_xid = 0;
-    ZrRPCReplyBody m_body;
+    const ZrRPCReplyBody& reply_body() const { return body(); }
+    void reply_body(const ZrRPCReplyBody& value) { body(value); }
 };

@@ -1,24 +1,19 @@
-// wex::common::dmp::RemoveDeviceConf: the confirmation of a removed device (type code 3, 10 bytes).
-// Serialising into a shorter buffer throws stream::IncompleteWriteException or stream::EOSException.
+// wex::common::dmp::RemoveDeviceConf: the confirmation of a removed device (type code 3, 10 bytes),
+// the shared head and nothing after it.
 #pragma once
 
 #include "dmp/messages/deviceconf.h"
 
 namespace wex::common::dmp {
 
-class RemoveDeviceConf : public DeviceConf<RemoveDeviceConf> {
+struct NoTail {
+    bool operator==(const NoTail& other) const = default;
+    template <class Self, class F> static void Fields(Self&, F&&) {}
+};
+
+class RemoveDeviceConf : public DeviceConf<3, 10, NoTail> {
 public:
-    RemoveDeviceConf(unsigned char status, unsigned int deviceId) : DeviceConf(3, 10, status, deviceId) {}
-    // Reads a confirmation as the peer would receive it.
-    explicit RemoveDeviceConf(encoding::LEDecodingBufferStream& stream) : DeviceConf(3, 10, 0, 0) {
-        ReadFields(stream);
-    }
-
-    bool operator==(const RemoveDeviceConf& other) const = default;
-
-private:
-    friend wire::Message<RemoveDeviceConf>;
-    template <class Self, class F> static void Fields(Self& self, F&& field) { HeadFields(self, field); }
+    using DeviceConf::DeviceConf;
 };
 
 } // namespace wex::common::dmp

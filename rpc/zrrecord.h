@@ -280,7 +280,7 @@ private:
 
 template <class Derived> class ZrRecord : public ZrPacket {
 public:
-    bool Read(const unsigned char*& data, unsigned long& remaining) override {
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override {
         const unsigned char* start = data;
         const unsigned long before = remaining;
         zrrecord::Reader reader(data, remaining);

@@ -9,7 +9,9 @@ class ZrRPCCallBody : public ZrRecord<ZrRPCCallBody> {
 public:
     ZrRPCCallBody() = default;
     explicit ZrRPCCallBody(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCCallBody(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCCallBody(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t rpcvers() const { return m_rpcvers; }
     void rpcvers(uint32_t value) { Assign(m_rpcvers, value); }
@@ -78,7 +80,9 @@ class ZrRPCMessageFromClient : public ZrRPCEnvelope<ZrRPCMessageFromClient, ZrRP
 public:
     ZrRPCMessageFromClient() = default;
     explicit ZrRPCMessageFromClient(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     const ZrRPCCallBody& call_body() const { return body(); }
     void call_body(const ZrRPCCallBody& value) { body(value); }
@@ -90,7 +94,9 @@ class ZrRPCAccepted : public ZrRecord<ZrRPCAccepted> {
 public:
     ZrRPCAccepted() = default;
     explicit ZrRPCAccepted(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCAccepted(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCAccepted(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     const ZrRPCAuthBlock& verifier() const { return m_verifier; }
     void verifier(const ZrRPCAuthBlock& value) { Assign(m_verifier, value); }
@@ -109,7 +115,7 @@ public:
     void rpc_data(const ZrPacket& record) { rpc_data(record.Packed()); }
 
     // A reply without result data leaves none from an earlier read behind.
-    bool Read(const unsigned char*& data, unsigned long& remaining) override {
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override {
         m_data.Clear();
         return ZrRecord::Read(data, remaining);
     }
@@ -138,7 +144,9 @@ class ZrRPCRejected : public ZrRecord<ZrRPCRejected> {
 public:
     ZrRPCRejected() = default;
     explicit ZrRPCRejected(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCRejected(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCRejected(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t reject_stat() const { return m_status; }
     void reject_stat(uint32_t value) { Assign(m_status, value); }
@@ -176,7 +184,9 @@ class ZrRPCReplyBody : public ZrRecord<ZrRPCReplyBody> {
 public:
     ZrRPCReplyBody() = default;
     explicit ZrRPCReplyBody(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCReplyBody(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCReplyBody(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t reply_stat() const { return m_status; }
     void reply_stat(uint32_t value) { Assign(m_status, value); }
@@ -216,7 +226,9 @@ class ZrRPCMessageFromServer
 public:
     ZrRPCMessageFromServer() = default;
     explicit ZrRPCMessageFromServer(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     const ZrRPCReplyBody& reply_body() const { return body(); }
     void reply_body(const ZrRPCReplyBody& value) { body(value); }

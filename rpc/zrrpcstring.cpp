@@ -43,7 +43,7 @@ bool ZrRPCString::Read(const unsigned char*& data, unsigned long& remaining) {
         return ReadDone(false);
     m_bytesCodeset = rpcenc;
     // Recoverable by default: a byte the codeset cannot take is replaced, the record still reads.
-    m_text.CreateFrom(m_bytes.Data(), m_bytes.Length(), rpcenc, rpcopt);
+    (void)m_text.CreateFrom(m_bytes.Data(), m_bytes.Length(), rpcenc, rpcopt);
     return ReadDone(true);
 }
 

@@ -13,7 +13,9 @@ public:
 
     explicit ZrSMBNFSResponse(uint32_t command = 0) : m_command(command) {}
     explicit ZrSMBNFSResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSResponse(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrSMBNFSResponse(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     // The setters also make the record valid.
     uint32_t command() const { return m_command; }
@@ -35,7 +37,7 @@ public:
     void error(const ZrControlString& value) { Set(m_error, value); }
 
     // Afterwards the session list holds exactly the entries read, none for other commands.
-    bool Read(const unsigned char*& data, unsigned long& remaining) override {
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override {
         m_sessions.Flush();
         return ZrRecord::Read(data, remaining);
     }

@@ -13,7 +13,9 @@ public:
 
     ZrSMBNFSSessionInfo() = default;
     explicit ZrSMBNFSSessionInfo(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSSessionInfo(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrSMBNFSSessionInfo(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     // The setters of the name and the details also make the record valid.
     const ZrControlString& name() const { return m_name; }

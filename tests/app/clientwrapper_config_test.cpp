@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -28,7 +29,8 @@ protected:
         Restore("USER", saved[0]);
         Restore("HOME", saved[1]);
         Restore("LOGNAME", saved[2]);
-        std::system(("rm -rf '" + dir + "'").c_str());
+        std::error_code ignored; // a left-over temporary folder fails no test
+        std::filesystem::remove_all(dir, ignored);
     }
     static std::string Get(const char* name) {
         const char* v = getenv(name);
@@ -145,6 +147,19 @@ TEST_F(ClientWrapperConfig, ParserErrorsArePassedOnQuoted) {
     EXPECT_EXIT(client.LoadConfig(ZrUniString("[k]")), ::testing::ExitedWithCode(3),
                 "^Failed while parsing server config: \"Error: found \"\\(EOF\\)\" at character 4 in line 1 "
                 "whilst looking for \"=\"\"\n$");
+}
+
+// A harness that loads configurations in a loop replaces the exit; the line is written first.
+TEST_F(ClientWrapperConfig, FailureExitsEndThroughTheReplacedFunction) {
+    ClientWrapper::SetExitFunction([](int code) { throw code; });
+    int code = 0;
+    try {
+        client.LoadConfig(ZrUniString("[k]"));
+    } catch (int thrown) {
+        code = thrown;
+    }
+    ClientWrapper::SetExitFunction(nullptr);
+    EXPECT_EQ(code, 3);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -17,7 +18,10 @@ protected:
         ASSERT_NE(mkdtemp(pattern), nullptr);
         dir = pattern;
     }
-    void TearDown() override { std::system(("rm -rf '" + dir + "'").c_str()); }
+    void TearDown() override {
+        std::error_code ignored; // a left-over temporary folder fails no test
+        std::filesystem::remove_all(dir, ignored);
+    }
     ZrUniString Path(const std::string& name) const { return ZrUniString((dir + "/" + name).c_str()); }
     void Write(const std::string& name, const std::string& bytes) const {
         std::ofstream(dir + "/" + name, std::ios::binary) << bytes;
@@ -73,6 +77,14 @@ TEST_F(ZrFileTest, ModeFollowsLinks) {
     ASSERT_TRUE(ZrFile::Mode(Path("secret"), mode));
     EXPECT_EQ(mode & 0777, 0640u);
     EXPECT_FALSE(ZrFile::Mode(Path("missing"), mode));
+    EXPECT_TRUE(ZrFile::OthersMayRead(Path("secret")));
+    for (mode_t readable : {0604, 0040}) {
+        ASSERT_EQ(chmod((dir + "/secret").c_str(), readable), 0);
+        EXPECT_TRUE(ZrFile::OthersMayRead(Path("secret"))) << readable;
+    }
+    ASSERT_EQ(chmod((dir + "/secret").c_str(), 0733), 0);
+    EXPECT_FALSE(ZrFile::OthersMayRead(Path("secret")));
+    EXPECT_FALSE(ZrFile::OthersMayRead(Path("missing")));
 }
 
 TEST(ZrEnvironment, DistinguishesUnsetFromEmpty) {

@@ -165,7 +165,8 @@ TEST(TableBlocks, OddUnitsAtEveryOffsetAndAtTheEnd) {
         for (const std::u16string& unit : cases) {
             for (size_t at = 0; at <= 140; ++at) {
                 ExpectSameEncoding(odd.id, filler.substr(0, at) + unit + filler.substr(0, 70));
-                ExpectSameEncoding(odd.id, u"a" + filler.substr(0, at) + unit);
+                // Appended rather than prefixed: g++ 12 at -O3 warns of a false overlap in insert().
+                ExpectSameEncoding(odd.id, std::u16string(u"a").append(filler, 0, at) + unit);
             }
         }
     }

@@ -244,9 +244,6 @@ const Difference kDifferences[] = {
      3},
     {35, Direction::kEncode, 0xA5, 0xA5, "glibc writes U+00A5 as 5C, which reads back as a backslash", 1},
     {35, Direction::kEncode, 0x203E, 0x203E, "glibc writes U+203E as 7E, which reads back as a tilde", 1},
-    {35, Direction::kDecode, 0x80, 0x9F,
-     "glibc reads the bytes 80-8D and 90-9F as C1 controls (and never writes them); the table has none", 30},
-    {35, Direction::kDecode, 0x8000, 0x9FFF, "the same C1 bytes as leads of two-byte codes", 2726},
     {15, Direction::kEncode, 0x340, 0x341,
      "glibc writes the tone marks U+0340 and U+0341 as their canonical equivalents U+0300 and U+0301", 2},
     // Every unit is tried in both byte orders, so each mark turns up twice.

@@ -112,23 +112,6 @@ TEST_F(SubTree, RemoveKeysTakesPrefixAndSubTreeOnly) {
     EXPECT_EQ(Values(db, "share/b"), (std::vector<std::string>{"again"}));
 }
 
-TEST(ZrDatabase, RemoveKeysScalesToManyKeys) {
-    ZrDatabase db;
-    for (int u = 0; u < 300; ++u)
-        for (const char* leaf : {"winname", "password", "path"})
-            db.AppendValue(("nfsserver/shares/smb/user" + std::to_string(u) + "/" + leaf).c_str(), "v");
-    db.AppendValue("nfsserver/mount/port", "2049");
-    ZrDList<ZrUniString> users;
-    db.ListKeys("nfsserver/shares/smb", users);
-    EXPECT_EQ(users.Count(), 300u);
-    db.RemoveKeys("nfsserver/shares/smb/user17");
-    EXPECT_EQ(db.Count(), 898u);
-    EXPECT_FALSE(db.KeyExists("nfsserver/shares/smb/user17/path"));
-    EXPECT_TRUE(db.KeyExists("nfsserver/shares/smb/user170/path"));
-    db.RemoveKeys("nfsserver/shares");
-    EXPECT_EQ(Keys(db), (std::set<std::string>{"nfsserver/mount/port"}));
-}
-
 TEST(ZrDatabase, ErrorStringIsSuccessUntilAParseFails) {
     ZrDatabase db;
     EXPECT_EQ(db.ErrorString().AsUtf8(), "Success");

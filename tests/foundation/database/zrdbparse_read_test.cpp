@@ -116,25 +116,6 @@ TEST(ZrDBParseRead, EntriesBeforeAnErrorStay) {
     EXPECT_FALSE(db.KeyExists("c"));
 }
 
-TEST(ZrDBParseRead, SkipsCanBeDrivenOnTheirOwn) {
-    ZrDBParse parse;
-    parse.Begin("##a\n##b", 0);
-    EXPECT_TRUE(parse.SkipHeader());
-    EXPECT_EQ(parse.Index(), 7u);
-    EXPECT_EQ(parse.Character(), 8u);
-    EXPECT_EQ(parse.Line(), 1u);
-    EXPECT_FALSE(parse.SkipHeader());
-
-    parse.Begin("\n \n\n#x\n[", 0);
-    ZrUniString collected("old");
-    EXPECT_TRUE(parse.SkipIrrelevant(collected));
-    EXPECT_EQ(collected.AsUtf8(), " \n#x\n");
-    EXPECT_EQ(parse.Line(), 5u);
-    EXPECT_EQ(parse.Character(), 1u);
-    EXPECT_FALSE(parse.SkipIrrelevant(collected));
-    EXPECT_TRUE(collected.IsEmpty());
-}
-
 // Keys and values are scanned several units at a time: line feeds and stops at every offset within
 // such a block must count exactly as one unit at a time would.
 TEST(ZrDBParseRead, LineFeedsAtEveryOffsetCountLinesAndCharacters) {

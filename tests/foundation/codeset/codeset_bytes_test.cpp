@@ -96,11 +96,22 @@ const BadInput kBadInputs[] = {
     {38, "TIS-620 hole", "\xDB", 0, u"\uFFFD"},
     {43, "no encoding", "a", 0, u""},
     // Met inside longer text, where the block and run loops meet them.
-    {0, "FF between ideographs", "ab\xA4\x40" "cd\xA4\x40\xFF\xA4\x40" "efgh", 8, u"ab\u4E00cd\u4E00\uFFFD\u4E00efgh"},
-    {34, "cut four-byte form", "ab\x88\xEA" "cd\x88\xEA\x81\x30z\x88\xEA", 8, u"ab\u4E00cd\u4E00\uFFFD0z\u4E00"},
+    {0, "FF between ideographs",
+     "ab\xA4\x40"
+     "cd\xA4\x40\xFF\xA4\x40"
+     "efgh",
+     8, u"ab\u4E00cd\u4E00\uFFFD\u4E00efgh"},
+    {34, "cut four-byte form",
+     "ab\x88\xEA"
+     "cd\x88\xEA\x81\x30z\x88\xEA",
+     8, u"ab\u4E00cd\u4E00\uFFFD0z\u4E00"},
     {9, "page holes", "abcdefgh\xE9\x81xyz\x81\x80", 9, u"abcdefgh\u00E9\uFFFDxyz\uFFFD\u20AC"},
-    {42, "overlong", "abcd\xC3\xA9\xE0\x9F\xBF" "0123456789abcdefghij", 6, u"abcd\u00E9\uFFFD\uFFFD\uFFFD0123456789abcdefghij"},
-    {42, "cut short", "abcd\xC3\xA9\xF0\x9F\x98z0123456789abcdefghij", 6, u"abcd\u00E9\uFFFD\uFFFD\uFFFDz0123456789abcdefghij"},
+    {42, "overlong",
+     "abcd\xC3\xA9\xE0\x9F\xBF"
+     "0123456789abcdefghij",
+     6, u"abcd\u00E9\uFFFD\uFFFD\uFFFD0123456789abcdefghij"},
+    {42, "cut short", "abcd\xC3\xA9\xF0\x9F\x98z0123456789abcdefghij", 6,
+     u"abcd\u00E9\uFFFD\uFFFD\uFFFDz0123456789abcdefghij"},
 };
 
 TEST(CodesetBytes, RejectsMalformedAndTruncatedInput) {
@@ -127,26 +138,17 @@ TEST(CodesetBytes, RejectsMalformedAndTruncatedInput) {
 // Encoders write into a buffer sized from the text; recovery escapes take more than that and must
 // grow it, however many there are.
 TEST(CodesetBytes, RecoveryEscapesOutgrowTheEstimate) {
-    const struct {
-        unsigned id;
-        char16_t unit;
-    } kRows[] = {{0, u'\u0E01'}, {34, u'\u0E01'}, {9, u'\u4E00'}, {42, u'\xDC00'}};
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.id);
-        std::u16string units(1000, row.unit);
-        units += u"x";
-        ZrUniString text = Units(units);
-        ZrByteBuffer out;
-        ZrCodesetInfo info;
-        ASSERT_TRUE(ZrCodesetConverter::GetConverter(row.id).to(text.Units(), text.Length(), out, &info,
-                                                                kZrEncOptionRecoverable));
-        std::string escape = row.unit == u'\u0E01'   ? "\\u0E01"
-                             : row.unit == u'\u4E00' ? "\\u4E00"
-                                                     : "\\uDC00";
-        std::string expected;
+    for (unsigned id : {0u, 34u, 9u, 42u}) {
+        char16_t unit = id == 9 ? u'\u4E00' : id == 42 ? u'\xDC00' : u'\u0E01';
+        std::string escape = id == 9 ? "\\u4E00" : id == 42 ? "\\uDC00" : "\\u0E01", expected;
         for (int k = 0; k < 1000; ++k)
             expected += escape;
-        EXPECT_EQ(Bytes(out), expected + "x");
+        ZrUniString text = Units(std::u16string(1000, unit) + u"x");
+        ZrByteBuffer out;
+        ZrCodesetInfo info;
+        ASSERT_TRUE(ZrCodesetConverter::GetConverter(id).to(text.Units(), text.Length(), out, &info,
+                                                            kZrEncOptionRecoverable));
+        EXPECT_EQ(Bytes(out), expected + "x") << id;
         EXPECT_EQ(info.failures, 1000u);
     }
 }
@@ -290,7 +292,8 @@ TEST(CodesetBytes, EveryEncodableCharacterReadsBack) {
         EXPECT_TRUE(back.ok) << "fails at byte " << back.info.errorPosition;
         auto diff = std::mismatch(text.begin(), text.end(), back.text.begin(), back.text.end());
         EXPECT_TRUE(diff.first == text.end() && diff.second == back.text.end())
-            << "first difference at U+" << std::hex << (diff.first == text.end() ? 0u : unsigned(*diff.first));
+            << "first difference at U+" << std::hex
+            << (diff.first == text.end() ? 0u : unsigned(*diff.first));
     }
 }
 

@@ -23,7 +23,8 @@ namespace simd = zr_codeset::simd;
 
 constexpr unsigned kBig5 = 0, kIbm037 = 5, kCp1252 = 9, kGb18030 = 31, kGb2312 = 32, kShiftJis = 34,
                    kEucJp = 35, kKoi8R = 37, kUtf8 = 42;
-constexpr unsigned kVectorEncodings[] = {kUtf8, kShiftJis, kBig5, kGb2312, kGb18030, kEucJp, kCp1252, kIbm037, kKoi8R};
+constexpr unsigned kVectorEncodings[] = {kUtf8,  kShiftJis, kBig5,   kGb2312, kGb18030,
+                                         kEucJp, kCp1252,   kIbm037, kKoi8R};
 
 struct Outcome {
     bool ok;
@@ -53,7 +54,10 @@ Outcome Encode(unsigned id, const char16_t* units, size_t n, unsigned options, b
     ZrByteBuffer out(after ? "AB" : "", after ? 2 : 0);
     ZrCodesetInfo info;
     bool ok = ZrCodesetConverter::GetConverter(id).to(units, n, out, &info, options);
-    return {ok, {}, std::string(reinterpret_cast<const char*>(out.Data()), out.Length()), info.errorPosition,
+    return {ok,
+            {},
+            std::string(reinterpret_cast<const char*>(out.Data()), out.Length()),
+            info.errorPosition,
             info.failures};
 }
 
@@ -71,13 +75,13 @@ template <typename Convert> void ExpectSameBothWays(const Convert& convert) {
 void ExpectSameDecoding(unsigned id, const std::string& bytes, bool after = false) {
     SCOPED_TRACE(std::to_string(id) + ": bytes " + Hex(bytes));
     const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
-    ExpectSameBothWays([&](unsigned options, bool vector) {
-        return Decode(id, p, bytes.size(), options, vector, after);
-    });
+    ExpectSameBothWays(
+        [&](unsigned options, bool vector) { return Decode(id, p, bytes.size(), options, vector, after); });
 }
 
 void ExpectSameEncoding(unsigned id, const std::u16string& units, bool after = false) {
-    SCOPED_TRACE(std::to_string(id) + ": units " + Hex({reinterpret_cast<const char*>(units.data()), 2 * units.size()}));
+    SCOPED_TRACE(std::to_string(id) + ": units " +
+                 Hex({reinterpret_cast<const char*>(units.data()), 2 * units.size()}));
     ExpectSameBothWays([&](unsigned options, bool vector) {
         return Encode(id, units.data(), units.size(), options, vector, after);
     });
@@ -92,7 +96,8 @@ std::vector<char16_t> Repertoire(unsigned id) {
     std::vector<char16_t> chars;
     for (uint32_t cp = 0x80; cp <= 0xFFFF; ++cp) {
         char16_t u = static_cast<char16_t>(cp);
-        if ((cp < 0xD800 || cp > 0xDFFF) && ZrCodesetConverter::GetConverter(id).validateTo(&u, 1, nullptr, 0))
+        if ((cp < 0xD800 || cp > 0xDFFF) &&
+            ZrCodesetConverter::GetConverter(id).validateTo(&u, 1, nullptr, 0))
             chars.push_back(u);
     }
     return chars;
@@ -123,9 +128,10 @@ const struct {
     std::vector<std::string> codes;
 } kOddCodes[] = {
     {kUtf8,
-     {"\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", "\xED\x9F\xBF\xEE\x80\x80", "\xC2\x80\xE0\xA0\x80", "\x80", "\xBF",
-      "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80",
-      "\xF5\x80\x80\x80", "\xFF", "\xC3z", "\xE6\x97z", "\xE6\xC3\xA9", "\xF0\x9F\x98z", "\xC3\xA9\x80"}},
+     {"\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", "\xED\x9F\xBF\xEE\x80\x80", "\xC2\x80\xE0\xA0\x80", "\x80",
+      "\xBF", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF",
+      "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xC3z", "\xE6\x97z", "\xE6\xC3\xA9", "\xF0\x9F\x98z",
+      "\xC3\xA9\x80"}},
     {kShiftJis,
      {"\x80", "\xA0", "\xFD", "\xFF", "\x81\x20", "\x81\x7F", "\x85\x40", "\xEA\xFC", "\xEA\xA4", "\xB1",
       "\x5C\x7E", "\x81", "\x81\x81\x81"}},
@@ -134,10 +140,12 @@ const struct {
     {kGb18030,
      {"\x81\x30\x81\x30", "\x90\x30\x81\x30", "\x84\x31\xA4\x39", "\x81\x30\x81", "\x81\x30\x20", "\x81\x7F",
       "\x80", "\xFF", "\xFE\xFE", "\xFE\x51", "\xA1\x40", "\x81\x40", "\x81", "\x81\x39\xFE\x39"}},
-    {kEucJp,
-     {"\x8E\xB1", "\x8E\xE0", "\x8E", "\x8F\xB0\xA1", "\x8F\xA2\xAF", "\x8F\xA1\xA1", "\x8F\xB0", "\x8F",
-      "\x8F\x41\x41", "\x8F\x8F\xB0\xA1", "\x8F\xED\xFE", "\x8F\xB0\xA1\x8F\xB0\xA2", "\x80", "\x9F\x8F\xB0\xA1",
-      "\xA0", "\xA1\x41", "\xF5\xA1", "\xFE\xFE", "\xF4\xFE", "\xA9\xA1", "\xA1"}},
+    {kEucJp, {"\x8E\xB1",     "\x8E\xE0",         "\x8E",         "\x8F\xB0\xA1",
+              "\x8F\xA2\xAF", "\x8F\xA1\xA1",     "\x8F\xB0",     "\x8F",
+              "\x8F\x41\x41", "\x8F\x8F\xB0\xA1", "\x8F\xED\xFE", "\x8F\xB0\xA1\x8F\xB0\xA2",
+              "\x80",         "\x9F\x8F\xB0\xA1", "\xA0",         "\xA1\x41",
+              "\xF5\xA1",     "\xFE\xFE",         "\xF4\xFE",     "\xA9\xA1",
+              "\xA1"}},
     {kCp1252, {"\x81", "\x80\x81", "\x8D\x8F\x90\x9D"}},
 };
 
@@ -188,7 +196,8 @@ TEST_F(VectorLoops, OddUnitsAtEveryOffset) {
         for (const std::u16string& unit : cases)
             for (size_t at = 0; at <= 140; ++at)
                 for (size_t tail : kTails)
-                    ExpectSameEncoding(odd.id, FillerUnits(odd.id, at) + unit + FillerUnits(odd.id, tail), at % 2);
+                    ExpectSameEncoding(odd.id, FillerUnits(odd.id, at) + unit + FillerUnits(odd.id, tail),
+                                       at % 2);
     }
 }
 
@@ -203,8 +212,9 @@ TEST_F(VectorLoops, RandomInputConvertsAsTheScalarCodeDoes) {
             std::u16string units(rng() % 150, u'\0');
             for (char16_t& u : units) {
                 unsigned pick = rng() % 16;
-                u = pick < 4 ? static_cast<char16_t>(rng() % 0x80)
-                             : pick < 14 ? chars[rng() % chars.size()] : static_cast<char16_t>(rng());
+                u = pick < 4    ? static_cast<char16_t>(rng() % 0x80)
+                    : pick < 14 ? chars[rng() % chars.size()]
+                                : static_cast<char16_t>(rng());
             }
             ExpectSameEncoding(id, units, round % 2);
             std::erase_if(units, [](char16_t u) { return u >= 0xD800 && u <= 0xDFFF; });
@@ -235,11 +245,13 @@ TEST_F(VectorLoops, InputEndingAtAPageEdge) {
             SCOPED_TRACE(std::to_string(id) + " length " + std::to_string(n));
             std::string bytes = Filler(id, n);
             std::memcpy(base + page - n, bytes.data(), n);
-            EXPECT_EQ(Decode(id, base + page - n, n, 0, true, false), Decode(id, base + page - n, n, 0, false, false));
+            EXPECT_EQ(Decode(id, base + page - n, n, 0, true, false),
+                      Decode(id, base + page - n, n, 0, false, false));
             std::u16string units = FillerUnits(id, n / 2);
             auto* unitsAt = reinterpret_cast<char16_t*>(base + page) - units.size();
             std::memcpy(unitsAt, units.data(), units.size() * 2);
-            EXPECT_EQ(Encode(id, unitsAt, units.size(), 0, true, false), Encode(id, units.data(), units.size(), 0, false, false));
+            EXPECT_EQ(Encode(id, unitsAt, units.size(), 0, true, false),
+                      Encode(id, units.data(), units.size(), 0, false, false));
         }
     }
     munmap(map, 2 * page);

@@ -249,20 +249,6 @@ TEST(CodesetBytes, DecodesMarksAndShifts) {
     }
 }
 
-TEST(CodesetBytes, StringEntryPoints) {
-    ZrUniString s;
-    EXPECT_TRUE(s.CreateFrom("\xA4\xA2\xA4\xA4", 4, 35, 0));
-    EXPECT_EQ(std::u16string(s.View()), u"\u3042\u3044");
-    EXPECT_FALSE(s.CreateFrom("\xA4", 1, 35, 0));
-    EXPECT_TRUE(s.CreateFrom("caf\xE9", 4, 33, 0));
-    EXPECT_EQ(s, ZrUniString("caf\xC3\xA9"));
-    EXPECT_FALSE(s.CreateFrom("x", 1, 43, 0));
-    EXPECT_TRUE(ZrUniString::IsValid(ZrByteBuffer("\x82\xA0", 2), 34, 0));
-    EXPECT_FALSE(ZrUniString::IsValid(ZrByteBuffer("\x82", 1), 34, 0));
-    EXPECT_EQ(Bytes(ZrUniString("\xE2\x82\xAC").AsEncoding(9, 0)), "\x80");
-    EXPECT_TRUE(ZrUniString("\xE2\x82\xAC").AsEncoding(33, 0).IsEmpty());
-}
-
 // Every character an encoding can write reads back as itself, and its bytes validate: for all 43
 // encodings, the whole repertoire (the BMP, and a spread beyond it) as one text after an ASCII letter,
 // so that no leading byte order mark is dropped.

@@ -166,9 +166,4 @@ TEST(ZrUniStringCase, MatchCaselessAndLower) {
     EXPECT_EQ(ZrUniString("straße az`{").Upper().AsUtf8(), "STRAßE AZ`{");
 }
 
-TEST(ZrUniStringHash, UsesTheUnitBytes) {
-    // "A" is the bytes 41 00 in machine (little-endian) order: 0x41 * 9 + 0.
-    EXPECT_EQ(ZrUniString("A").HashValue(), 0x41u * 9);
-}
-
 } // namespace

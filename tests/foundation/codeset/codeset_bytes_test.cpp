@@ -90,6 +90,7 @@ const BadInput kBadInputs[] = {
     // UTF-8
     {42, "overlong", "\xC0\xAF", 0, u"\uFFFD\uFFFD"},
     {42, "encoded surrogate", "\xED\xA0\x80", 0, u"\uFFFD\uFFFD\uFFFD"},
+    {42, "encoded last low surrogate", "\xED\xBF\xBF", 0, u"\uFFFD\uFFFD\uFFFD"},
     {42, "cut short", "a\xE3\x81", 1, u"a\uFFFD\uFFFD"},
     // Single-byte pages and ASCII
     {1, "eight-bit byte", "a\x80", 1, u"a\uFFFD"},

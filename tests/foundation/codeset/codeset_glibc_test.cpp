@@ -331,7 +331,8 @@ TEST_P(GlibcAgreement, EncodesEveryCharacterLikeGlibc) {
 }
 
 std::string Name(const ::testing::TestParamInfo<Reference>& info) {
-    std::string name = "Id" + std::to_string(info.param.id) + "_";
+    std::string name = "Id";
+    name += std::to_string(info.param.id) + "_";
     for (const char* p = info.param.glibcName; *p; ++p)
         name += std::isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
     return name;

@@ -143,13 +143,14 @@ TEST(CodesetRegistry, RejectsADuplicateAndGrowsAtThreePerBucket) {
     unsigned value = 0;
     ASSERT_TRUE(r.Find("A", value));
     EXPECT_EQ(value, 1u);
+    const char* const names[] = {"N0", "N1", "N2", "N3", "N4", "N5"};
     for (unsigned i = 0; i < 6; ++i)
-        EXPECT_TRUE(r.Register(("N" + std::to_string(i)).c_str(), 10 + i));
+        EXPECT_TRUE(r.Register(names[i], 10 + i));
     EXPECT_EQ(r.Count(), 7u);
     EXPECT_EQ(r.BucketCount(), 8u) << "the seventh name found six already there";
     EXPECT_EQ(r.RebuildThreshold(), 24u);
     for (unsigned i = 0; i < 6; ++i) {
-        ASSERT_TRUE(r.Find(("N" + std::to_string(i)).c_str(), value));
+        ASSERT_TRUE(r.Find(names[i], value));
         EXPECT_EQ(value, 10 + i);
     }
     EXPECT_FALSE(r.Find("N6", value));

@@ -14,7 +14,9 @@ using Dict = ZrDictionary<ZrDDAssoc<ZrUniString, int>>;
 using Pair = ZrDDAssoc<ZrUniString, int>;
 
 ZrUniString Key(int i) {
-    return ZrUniString(("key/" + std::to_string(i)).c_str());
+    std::string key = "key/";
+    key += std::to_string(i);
+    return ZrUniString(key.c_str());
 }
 
 void Fill(Dict& dict, int n) {
@@ -130,7 +132,8 @@ TEST(ZrDictionary, AcceptsNarrowKeysAndOwningPairs) {
     {
         ZrDictionary<ZrDIAssocOwnsMemory<ZrCString, Counted>> dict;
         for (int i = 0; i < 30; ++i) {
-            std::string name = "n" + std::to_string(i);
+            std::string name = "n";
+            name += std::to_string(i);
             dict.Insert(new ZrDIAssocOwnsMemory<ZrCString, Counted>(ZrCString(name.c_str()),
                                                                     std::make_unique<Counted>(&alive)));
         }

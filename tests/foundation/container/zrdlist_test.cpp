@@ -94,7 +94,7 @@ TEST(ZrDList, IteratorStopsWhenListIsEmptiedUnderIt) {
 template <uint32_t N> void CheckCopiesAndMoves() {
     using List = ZrDList<ZrUniString, N>;
     for (uint32_t size : {0u, 1u, 2u, 3u, 11u, 32u, 33u, 321u}) {
-        SCOPED_TRACE("inline slots " + std::to_string(N) + ", size " + std::to_string(size));
+        SCOPED_TRACE(testing::Message() << "inline slots " << N << ", size " << size);
         List list;
         for (uint32_t i = 0; i < size; ++i)
             list.Insert(ZrUniString(std::to_string(i).c_str()));

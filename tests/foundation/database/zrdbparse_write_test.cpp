@@ -47,7 +47,8 @@ TEST(ZrDBParseWrite, WritesOneEntryByteForByte) {
 TEST(ZrDBParseWrite, WritesInTableOrderAndFiltersByTag) {
     ZrDatabase db;
     for (int i = 0; i < 14; ++i) {
-        std::string key = "share" + std::to_string(i);
+        std::string key = "share";
+        key += std::to_string(i);
         db.AppendValue(key.c_str(), "v");
         db.Tag(key.c_str(), i % 3);
     }
@@ -107,9 +108,12 @@ TEST(ZrDBParseWrite, RandomDatabasesReadBackAsWritten) {
                 e.values.push_back(RandomText(rng, 10));
                 db.AppendValue(ZrUniString(key), ZrUniString(e.values.back()));
             }
-            for (int part = rng() % 4; part > 0; --part)
-                e.comment += rng() % 2 ? u"#" + RandomText(rng, 8, false) + u"\n"
-                                       : std::u16string(1 + rng() % 3, rng() % 2 ? u' ' : u'\t');
+            for (int part = rng() % 4; part > 0; --part) {
+                if (rng() % 2)
+                    e.comment.append(u"#").append(RandomText(rng, 8, false)).append(u"\n");
+                else
+                    e.comment.append(1 + rng() % 3, rng() % 2 ? u' ' : u'\t');
+            }
             while (e.comment.rfind(u"##", 0) == 0)
                 e.comment.erase(0, 1);
             db.Comment(ZrUniString(key), ZrUniString(e.comment));

@@ -16,6 +16,14 @@
 const char ClientWrapper::WEX_CDM_SYMLINK_NAME[] = "My WEX Drives";
 const char ClientWrapper::NFSSERVER_SHARES_SMB_KEY[] = "nfsserver/shares/smb/";
 
+namespace {
+
+// The result value of an unasked register-display reply by which the file server asks the agent to
+// open one more display of the same user.
+constexpr uint32_t kResultOpenAnotherDisplay = 2;
+
+} // namespace
+
 bool ClientWrapper::DeviceRecord::operator==(const DeviceRecord& other) const {
     return host == other.host && share == other.share && encodedUser == other.encodedUser &&
            encodedPassword == other.encodedPassword;
@@ -31,12 +39,8 @@ ClientWrapper::~ClientWrapper() {
         m_pControlSocket->SetNotify(nullptr);
         m_dispatcher.Remove(*m_pControlSocket);
     }
-    m_pControlSocket.reset();
-    m_pManager.reset();
-    m_pClient.reset();
-    for (uint32_t i = 0; i < m_devices.EndIndex(); ++i)
-        if (m_devices.IsOccupied(i))
-            delete m_devices[i];
+    // The members go in reverse order: the control socket, the DMP manager with its displays, the
+    // device records, the file-server client.
 }
 
 void ClientWrapper::Process() {
@@ -56,7 +60,15 @@ const ZrUniString& ClientWrapper::UserName() {
     return credentials::UserName(m_serverConfig.userOverride);
 }
 
-void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quoted, int code) {
+namespace {
+ClientWrapper::ExitFunction g_exitFunction = nullptr;
+} // namespace
+
+void ClientWrapper::SetExitFunction(ExitFunction function) {
+    g_exitFunction = function;
+}
+
+void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code) {
     m_err << text;
     if (quoted)
         m_err << "\"" << argument << "\"\n";
@@ -64,35 +76,37 @@ void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quo
         m_err << argument << "\n";
     m_out.Flush();
     m_err.Flush();
+    if (g_exitFunction)
+        g_exitFunction(code);
     std::exit(code);
 }
 
 void ClientWrapper::ExitBadHost(const ZrUniString& name) {
-    Exit("Unable to work out server's IP address: ", name, true, 2);
+    Exit("Unable to work out server's IP address: ", name, true, kExitServerUnresolved);
 }
 void ClientWrapper::ExitBadPort(const ZrUniString& text) {
-    Exit("Failed to work out which port to use: ", text, true, 3);
+    Exit("Failed to work out which port to use: ", text, true, kExitBadSetup);
 }
 void ClientWrapper::ExitBadTimeout(const ZrUniString& text) {
-    Exit("Failed to work out timeout to use: ", text, true, 3);
+    Exit("Failed to work out timeout to use: ", text, true, kExitBadSetup);
 }
 void ClientWrapper::ExitBadConnect(const ZrUniString& text) {
-    Exit("Failed to connect to the server: ", text, false, 3);
+    Exit("Failed to connect to the server: ", text, false, kExitBadSetup);
 }
 void ClientWrapper::ExitBadReturn(const ZrUniString& reply) {
-    Exit("The command failed: ", reply, false, 4);
+    Exit("The command failed: ", reply, false, kExitCommandRefused);
 }
 void ClientWrapper::ExitBadDisplay(const ZrUniString& display) {
-    Exit("Failed to open X display: ", display, false, 5);
+    Exit("Failed to open X display: ", display, false, kExitNoDisplay);
 }
 void ClientWrapper::ExitBadServerConfig(const ZrUniString& reason) {
-    Exit("Failed while parsing server config: ", reason, true, 3);
+    Exit("Failed while parsing server config: ", reason, true, kExitBadSetup);
 }
 void ClientWrapper::ExitBadMode(const ZrUniString& path) {
-    Exit("The config file must not be readable by other users: ", path, true, 3);
+    Exit("The config file must not be readable by other users: ", path, true, kExitBadSetup);
 }
 void ClientWrapper::ExitBadOpen(const ZrUniString& path) {
-    Exit("Failed to open personal configuration file: ", path, true, 3);
+    Exit("Failed to open personal configuration file: ", path, true, kExitBadSetup);
 }
 
 void ClientWrapper::Connect() {
@@ -122,11 +136,9 @@ bool ClientWrapper::RegisterDisplay(const char* display) {
         CleanUp();
         ExitBadDisplay(ZrUniString(display));
     }
-    if (m_pClient) {
-        m_pControlSocket = std::make_unique<platform::Socket>(m_pClient->Descriptor());
-        m_pControlSocket->SetNotify(this);
-        m_dispatcher.Add(*m_pControlSocket);
-    }
+    m_pControlSocket = std::make_unique<platform::Socket>(m_pClient->Descriptor());
+    m_pControlSocket->SetNotify(this);
+    m_dispatcher.Add(*m_pControlSocket);
     return true;
 }
 
@@ -134,9 +146,9 @@ void ClientWrapper::OnReadable(stream::IInputStream&) {
     ZrSMBNFSResponse response;
     if (m_pClient->ReceiveRpc(response).Length())
         return;
-    if (response.command() != 105 || response.result() != 2)
+    // The file server asks for one more display of this user; any other reply is dropped.
+    if (response.command() != kSMBNFSRegisterDisplay || response.result() != kResultOpenAnotherDisplay)
         return;
-    // The file server asks for one more display of this user.
     ZrByteBuffer name = response.display().Text().AsEncoding(kZrEncodingUsAscii, 0);
     name.AppendByte(0);
     m_pManager->AddDisplay(reinterpret_cast<const char*>(name.Data()), nullptr);

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "app/exitcodes.h"
 #include "dmp/idmpenumnotify.h"
 #include "foundation/container/zrdlist.h"
 #include "foundation/string/zrunistring.h"
@@ -91,6 +92,11 @@ public:
     // The local account name (worked out once for the process).
     const ZrUniString& UserName();
 
+    // Where the failure exits end: std::exit unless replaced. A replacement must not return (a
+    // harness that loads configurations in a loop throws instead); if it does, std::exit follows.
+    using ExitFunction = void (*)(int code);
+    static void SetExitFunction(ExitFunction function);
+
     // Failure exits: one line on the error stream, then exit(code).
     [[noreturn]] void ExitBadServerConfig(const ZrUniString& reason);
     [[noreturn]] void ExitBadMode(const ZrUniString& path);
@@ -105,17 +111,17 @@ public:
     const ServerConfig& Config() const { return m_serverConfig; }
     const ZrUniString& SymlinkDir() const { return m_symlinkDir; }
     const ZrUniString& SymlinkName() const { return m_symlinkName; }
-    const ZrDList<DeviceRecord*>& Devices() const { return m_devices; }
+    const ZrDList<DeviceRecord>& Devices() const { return m_devices; }
 
 private:
     ZrUniString LinkPath() const;
-    [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, int code);
+    [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code);
 
     std::unique_ptr<ZrSMBNFSClient> m_pClient;
     ServerConfig m_serverConfig;
     ZrOFStream& m_out;
     ZrOFStream& m_err;
-    ZrDList<DeviceRecord*> m_devices{10};
+    ZrDList<DeviceRecord> m_devices{10};
     platform::Dispatcher& m_dispatcher;
     std::unique_ptr<DMPManager> m_pManager;
     std::unique_ptr<platform::Socket> m_pControlSocket;

@@ -1,8 +1,6 @@
 // Reading the server configuration and forwarding personal configuration files.
 #include "app/clientwrapper.h"
 
-#include <sys/stat.h>
-
 #include "foundation/codeset/zrconverter.h"
 #include "foundation/database/zrdatabase.h"
 #include "foundation/file/zrfile.h"
@@ -28,8 +26,7 @@ const ZrUniString& First(const ZrDList<ZrUniString>& values) {
 void ClientWrapper::ReadFromFile(const ZrUniString& path, ZrByteBuffer& out, bool check) {
     if (check) {
         // Only the read bits of group and others matter; a failed status query is left to the read.
-        mode_t mode = 0;
-        if (ZrFile::Mode(path, mode) && (mode & (S_IRGRP | S_IROTH)))
+        if (ZrFile::OthersMayRead(path))
             ExitBadMode(path);
     }
     if (!ZrFile::ReadFile(path, out))
@@ -40,7 +37,8 @@ void ClientWrapper::LoadConfigFromFile(const ZrUniString& path) {
     ZrByteBuffer bytes;
     ReadFromFile(path, bytes, false);
     ZrUniString text;
-    text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);
+    // Bytes that are not UTF-8 give the text that decoded; the parser then judges it.
+    (void)text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);
     LoadConfig(text);
 }
 
@@ -48,7 +46,8 @@ void ClientWrapper::SendSetConfigFromFile(const ZrUniString& path) {
     ZrByteBuffer bytes;
     ReadFromFile(path, bytes, true);
     ZrUniString text;
-    text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);
+    // Forwarded as far as it decodes; the file server judges the text.
+    (void)text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);
     bytes.Wipe(); // personal configuration may hold passwords
     SendSetConfig(text);
 }

@@ -1,6 +1,8 @@
 // Client drives added and removed, and the withdrawal of everything at clean-up.
 #include "app/clientwrapper.h"
 
+#include <utility>
+
 #include "app/credentials.h"
 #include "foundation/database/zrdatabase.h"
 #include "net/zrostream.h"
@@ -9,23 +11,23 @@
 namespace {
 
 // The first occupied slot holding a record equal to `record`, or the end index.
-uint32_t FindDevice(const ZrDList<ClientWrapper::DeviceRecord*>& devices,
+uint32_t FindDevice(const ZrDList<ClientWrapper::DeviceRecord>& devices,
                     const ClientWrapper::DeviceRecord& record) {
     for (uint32_t i = 0; i < devices.EndIndex(); ++i)
-        if (devices.IsOccupied(i) && *devices[i] == record)
+        if (devices.IsOccupied(i) && devices[i] == record)
             return i;
     return devices.EndIndex();
 }
 
 // Drives of one client usually repeat its host, user name and password: a new record takes the
 // storage of equal strings already held, so each distinct text is kept once (copies share storage).
-void ShareEqualStrings(const ZrDList<ClientWrapper::DeviceRecord*>& devices,
+void ShareEqualStrings(const ZrDList<ClientWrapper::DeviceRecord>& devices,
                        ClientWrapper::DeviceRecord& record) {
     bool host = false, user = false, password = false;
     for (uint32_t i = 0; i < devices.EndIndex() && !(host && user && password); ++i) {
         if (!devices.IsOccupied(i))
             continue;
-        const ClientWrapper::DeviceRecord& other = *devices[i];
+        const ClientWrapper::DeviceRecord& other = devices[i];
         if (!host && other.host == record.host) {
             record.host = other.host;
             host = true;
@@ -45,14 +47,13 @@ void ShareEqualStrings(const ZrDList<ClientWrapper::DeviceRecord*>& devices,
 
 void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString encodedUser,
                                 ZrUniString encodedPassword) {
-    auto record =
-        std::make_unique<DeviceRecord>(DeviceRecord{host.Lower(), share, encodedUser, encodedPassword});
-    if (FindDevice(m_devices, *record) != m_devices.EndIndex())
+    DeviceRecord record{host.Lower(), share, encodedUser, encodedPassword};
+    if (FindDevice(m_devices, record) != m_devices.EndIndex())
         return; // a repeated announcement changes nothing
     uint32_t before = m_devices.Count();
-    ShareEqualStrings(m_devices, *record);
-    const ZrUniString lowerHost = record->host;
-    m_devices.Insert(record.release());
+    ShareEqualStrings(m_devices, record);
+    const ZrUniString lowerHost = record.host;
+    m_devices.InsertNonConst(std::move(record));
 
     ZrUniString user = credentials::DecodeUsername(encodedUser);
     ZrUniString password = credentials::DecodePassword(encodedPassword, UserName());
@@ -74,8 +75,7 @@ void ClientWrapper::OnRemoveDevice(ZrUniString host, ZrUniString share, ZrUniStr
     uint32_t slot = FindDevice(m_devices, record);
     if (slot == m_devices.EndIndex())
         return;
-    delete m_devices[slot];
-    m_devices.RemoveAt(slot);
+    (void)m_devices.RemoveAt(slot); // the slot was just found occupied
     uint32_t remaining = m_devices.Count();
 
     ZrDatabase db;
@@ -137,7 +137,7 @@ void ClientWrapper::CleanUp() {
     for (uint32_t i = 0; i < m_devices.EndIndex(); ++i) {
         if (!m_devices.IsOccupied(i))
             continue;
-        const DeviceRecord& record = *m_devices[i];
+        const DeviceRecord& record = m_devices[i];
         AddShareConfig(db, record.host, record.share, ZrUniString(), ZrUniString());
         // Host entries are withdrawn for the first record only.
         if (first)
@@ -146,7 +146,7 @@ void ClientWrapper::CleanUp() {
     }
     SendSetConfig(db.ToString(-1));
     if (m_pClient)
-        m_pClient->UnregisterUser(UserName());
+        (void)m_pClient->UnregisterUser(UserName()); // clean-up goes on whatever the server says
     DeleteSymlink();
     SendFlushSession(ZrUniString("*"));
 }

@@ -32,7 +32,7 @@ void ClientWrapper::CreateSymlink(const ZrUniString& host) {
         }
         return;
     }
-    ZrFile::Symlink(target, link);
+    (void)ZrFile::Symlink(target, link); // a link that cannot be made is simply not there
 }
 
 void ClientWrapper::DeleteSymlink() {

@@ -1,16 +1,11 @@
 #include "app/commandline.h"
 
-#include <unistd.h>
-
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 
-#include "app/clientwrapper.h"
+#include "app/exitcodes.h"
 #include "app/globals.h"
-#include "dmp/dmpenum.h"
-#include "dmp/dmpmanager.h"
-#include "foundation/codeset/zrcodesetconverter.h"
 #include "framework/platform/dispatcher.h"
 
 void ErrNoArgs() {
@@ -28,7 +23,25 @@ void ErrWrongNumber(unsigned int count) {
 void ExitUsage() {
     cerr << "Usage: kpatdmcl --dmpdisplay <display> [--servercfg <config>] [--delay <seconds>]\n";
     cerr.Flush();
-    std::exit(1);
+    std::exit(kExitUsage);
+}
+
+void CheckHasArguments(int argc) {
+    if (argc < 2) {
+        ErrNoArgs();
+        ExitUsage();
+    }
+}
+
+void CheckDisplayArguments(int argc, char** argv) {
+    if (std::strcmp(argv[1], "--dmpdisplay") != 0) {
+        ErrBadCommand(ZrUniString(argv[1]));
+        ExitUsage();
+    }
+    if (argc != 3 && argc != 5 && argc != 7) {
+        ErrWrongNumber(static_cast<unsigned int>(argc - 1));
+        ExitUsage();
+    }
 }
 
 namespace {
@@ -44,8 +57,8 @@ void Delay(const char* text) {
     long seconds = LeadingNumber(text);
     if (seconds <= 0)
         return;
-    // sleep() may return early when a signal arrives; the delay is a best effort like the call itself.
-    sleep(seconds > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(seconds));
+    // The sleep may end early when a signal arrives; the delay is a best effort like the call itself.
+    platform::Process::Sleep(seconds > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(seconds));
 }
 
 } // namespace
@@ -69,61 +82,4 @@ CommandLineOptions ScanOptions(int argc, char** argv, const ZrUniString& default
         }
     }
     return options;
-}
-
-void Main(int argc, char** argv, int& exitCode) {
-    ZrSysEncoding::filesystem = kZrEncodingUtf8;
-    ZrSysEncoding::filesystemOptions = 0;
-
-    if (argc < 2) {
-        ErrNoArgs();
-        ExitUsage();
-    }
-    platform::Dispatcher dispatcher;
-    ClientWrapper client(cout, cerr, dispatcher);
-    g_pClientWrapper = &client;
-    // An X I/O error ends the process from inside Xlib; what was configured is withdrawn first.
-    DMPManager::SetCleanUp([] {
-        if (g_pClientWrapper)
-            g_pClientWrapper->CleanUp();
-    });
-    // The endpoint's one message of its own goes out through the same standard-output stream.
-    DMPEnum::SetMessageWriter([](const char* text) {
-        cout << text;
-        cout.Flush();
-    });
-
-    if (std::strcmp(argv[1], "--dmpdisplay") != 0) {
-        ErrBadCommand(ZrUniString(argv[1]));
-        ExitUsage();
-    }
-    if (argc != 3 && argc != 5 && argc != 7) {
-        ErrWrongNumber(static_cast<unsigned int>(argc - 1));
-        ExitUsage();
-    }
-    CommandLineOptions options = ScanOptions(argc, argv, g_strConfigFile);
-
-    client.LoadConfigFromFile(options.configFile);
-    client.Connect();
-    if (client.RegisterDisplay(argv[2])) {
-        for (;;) {
-            client.Process();
-            int32_t registrations;
-            if (client.HasQueuedDisplayWork()) {
-                // Poll rather than block, so that the next Process() takes up the queued events.
-                const common::Duration none(0, 0);
-                registrations = dispatcher.Dispatch(&none);
-            } else {
-                registrations = dispatcher.Dispatch();
-            }
-            // -1: the poll found nothing ready, so nothing was dispatched.
-            if (registrations >= 0 && registrations <= 1)
-                break;
-        }
-        client.CleanUp();
-    }
-    // A refused registration configured nothing, so there is nothing to clean up.
-    DMPManager::SetCleanUp(nullptr);
-    g_pClientWrapper = nullptr;
-    exitCode = 0;
 }

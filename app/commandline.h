@@ -1,15 +1,20 @@
-// The agent's entry sequence: argument checks, the option scan and the start-up steps. Usage errors
-// write one message and the usage line to standard error and end the process with exit code 1.
+// The agent's command line: the usage messages and the scan of the options after the display name.
+// Usage errors write one message and the usage line to standard error and end the process with
+// kExitUsage.
 #pragma once
 
 #include "foundation/string/zrunistring.h"
-
-void Main(int argc, char** argv, int& exitCode);
 
 void ErrNoArgs();
 void ErrBadCommand(const ZrUniString& argument);
 void ErrWrongNumber(unsigned int count);
 [[noreturn]] void ExitUsage();
+
+// Ends through ErrNoArgs and ExitUsage when there is no argument at all.
+void CheckHasArguments(int argc);
+// Ends through ExitUsage unless the first argument is "--dmpdisplay" (checked first) and there are
+// 2, 4 or 6 arguments. Needs at least one argument.
+void CheckDisplayArguments(int argc, char** argv);
 
 // The options that follow the display name; later occurrences override earlier ones.
 struct CommandLineOptions {

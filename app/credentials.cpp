@@ -1,11 +1,10 @@
 #include "app/credentials.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "app/exitcodes.h"
 #include "app/globals.h"
 #include "foundation/buildconfig.h"
 #include "foundation/codeset/zrcodesetconverter.h"
@@ -58,7 +57,7 @@ const ZrUniString& UserName(const ZrUniString& nameOverride) {
     if (!saved.IsEmpty())
         return saved;
     ZrUniString name;
-    if (!ResolveUserName(nameOverride, static_cast<uint32_t>(geteuid()), name))
+    if (!ResolveUserName(nameOverride, ZrUserDatabaseIterator::EffectiveUserId(), name))
         ExitBadUser();
     saved = name;
     return saved;
@@ -67,7 +66,7 @@ const ZrUniString& UserName(const ZrUniString& nameOverride) {
 void ExitBadUser() {
     cerr << "Failed to work out the current user\n";
     cerr.Flush();
-    std::exit(3);
+    std::exit(kExitBadSetup);
 }
 
 ZrUniString DecodeUsername(const ZrUniString& text) {

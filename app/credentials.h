@@ -23,7 +23,7 @@ const ZrUniString& UserName(const ZrUniString& nameOverride);
 // UserName would call ExitBadUser.
 bool ResolveUserName(const ZrUniString& nameOverride, uint32_t euid, ZrUniString& name);
 
-// Writes "Failed to work out the current user\n" to the error stream and exits with code 3.
+// Writes "Failed to work out the current user\n" to the error stream and exits with kExitBadSetup.
 [[noreturn]] void ExitBadUser();
 
 // The client's user name: the text decoded with the program's Base64 alphabet, read as UTF-8.

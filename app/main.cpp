@@ -1,8 +1,9 @@
-#include "app/commandline.h"
+#include "app/agentmain.h"
+#include "app/exitcodes.h"
 #include "framework/dispatch/dispatch.h"
 
 int main(int argc, char** argv) {
-    int exitCode = 0;
+    int exitCode = kExitNormal;
     dispatch::Loop([&] { Main(argc, argv, exitCode); });
     return exitCode;
 }

@@ -245,7 +245,7 @@ int main(int argc, char** argv) {
         rig.server.Reply();
         rig.server.Send(R"({"cmd": "send_init"})");
         rig.server.Reply();
-        DMPEnum* endpoint = manager.Displays().begin()->second;
+        DMPEnum* endpoint = manager.Displays().begin()->second.endpoint.get();
         const common::Duration step(0, 100000);
         for (int i = 0; i < 100; ++i) {
             manager.Process();

@@ -1,5 +1,6 @@
 #include "dmp/dmpenum.h"
 
+#include "dmp/dmpexitcode.h"
 #include "dmp/messages/adddevicereq.h"
 #include "dmp/messages/initindication.h"
 #include "dmp/messages/messagebuffer.h"
@@ -18,7 +19,6 @@ std::function<void(const char*)>& MessageWriter() {
 }
 
 const char kCannotInit[] = "Cannot init DMP extension\n";
-const int kExitNoExtension = 5;
 
 } // namespace
 
@@ -36,7 +36,7 @@ DMPEnum::DMPEnum(::common::x11::XDisplayBase& display, IDMPEnumNotify* notify)
             std::fputs(kCannotInit, stdout);
             std::fflush(stdout);
         }
-        platform::Process::Exit(kExitNoExtension);
+        platform::Process::Exit(kExitDisplayUnavailable);
     }
 }
 
@@ -91,12 +91,8 @@ void DMPEnum::OnKPDMPRemoveDevice(buffer::Buffer& data) {
     auto it = m_devices.find(static_cast<int32_t>(request.DeviceID()));
     if (it == m_devices.end())
         return;
-    if (!it->second) {
-        m_devices.erase(it);
-        return;
-    }
     std::string host, share;
-    // Deliberately unlike the missing record above: a stored URI that does not parse keeps its entry.
+    // A stored URI that does not parse keeps its entry.
     if (!ParseURI(it->second->Uri(), host, share))
         return;
     // The removal reports what the device was added with, not anything from this message.

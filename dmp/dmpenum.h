@@ -1,7 +1,7 @@
 // DMPEnum: the DMP endpoint on one display. It announces the agent's one service, keeps the devices
 // the peer added (owning them), and reports additions and removals to its IDMPEnumNotify (borrowed,
-// may be null). A display without the extension ends the process (exit 5); a truncated request
-// throws the stream exceptions out of event handling.
+// may be null). A display without the extension ends the process (kExitDisplayUnavailable); a truncated
+// request throws the stream exceptions out of event handling.
 #pragma once
 
 #include "common/x11/dmpx11client.h"
@@ -19,7 +19,7 @@ public:
     static constexpr const char* URI_SMB = "smb";
 
     // Attaches itself to the display's handlers and looks for the extension; without it, prints
-    // "Cannot init DMP extension" and ends the process with status 5.
+    // "Cannot init DMP extension" and ends the process with kExitDisplayUnavailable.
     DMPEnum(::common::x11::XDisplayBase& display, IDMPEnumNotify* notify);
     ~DMPEnum() override;
 

@@ -20,15 +20,7 @@ DMPManager::DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& control
     rdp::XDisplay::SetIOErrorHandler(&DMPManager::FatalError);
 }
 
-DMPManager::~DMPManager() {
-    // Each endpoint detaches from its display's handlers, so it goes first.
-    for (auto& [display, endpoint] : m_displays) {
-        delete endpoint;
-        delete display;
-    }
-    m_displays.clear();
-    m_pActive = nullptr;
-}
+DMPManager::~DMPManager() = default;
 
 void DMPManager::SetCleanUp(std::function<void()> cleanUp) {
     CleanUp() = std::move(cleanUp);
@@ -55,13 +47,14 @@ bool DMPManager::AddDisplay(const char* name, IDMPEnumNotify* notify) {
 }
 
 bool DMPManager::AddDisplay(DMPDisplay* display, IDMPEnumNotify* notify) {
-    auto* endpoint = new DMPEnum(*display, notify);
+    DisplayEntry entry{std::unique_ptr<DMPDisplay>(display), nullptr};
+    entry.endpoint = std::make_unique<DMPEnum>(*display, notify);
     dispatch::Dispatch(display->Stream().WaitableInput().Waitable(), [display] { display->OnReadable(); });
     if (!m_pActive) {
-        endpoint->Init();
+        entry.endpoint->Init();
         m_pActive = display;
     }
-    m_displays.emplace(display, endpoint);
+    m_displays.emplace(display, std::move(entry));
     return true;
 }
 
@@ -71,8 +64,6 @@ void DMPManager::Process() {
 }
 
 void DMPManager::OnDMPDisplayReadError(DMPDisplay* display) {
-    if (!display)
-        return;
     if (display->HasStream())
         dispatch::Undispatch(display->Stream().WaitableInput().Waitable());
     auto it = m_displays.find(display);
@@ -80,14 +71,13 @@ void DMPManager::OnDMPDisplayReadError(DMPDisplay* display) {
         if (m_pActive == display)
             m_pActive = nullptr;
         // Its devices go with the endpoint, without removal reports.
-        delete it->second;
+        it->second.endpoint.reset();
         display->CloseLost();
-        delete display;
         m_displays.erase(it);
     }
     if (!m_pActive && !m_displays.empty()) {
         auto first = m_displays.begin();
         m_pActive = first->first;
-        first->second->Init();
+        first->second.endpoint->Init();
     }
 }

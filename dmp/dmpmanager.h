@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 
 struct _XDisplay;
 
@@ -20,6 +21,13 @@ class Dispatcher;
 
 class DMPManager : public IDMPDisplayNotify {
 public:
+    // A managed display and its endpoint. The endpoint is declared last so that it goes first: it
+    // detaches itself from its display's handlers.
+    struct DisplayEntry {
+        std::unique_ptr<DMPDisplay> display;
+        std::unique_ptr<DMPEnum> endpoint;
+    };
+
     // Installs FatalError as the process's X I/O-error handler.
     DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& controller);
     ~DMPManager() override;
@@ -45,11 +53,11 @@ public:
 
     platform::Dispatcher& Dispatcher() const { return m_dispatcher; }
     DMPDisplay* ActiveDisplay() const { return m_pActive; }
-    const std::map<DMPDisplay*, DMPEnum*>& Displays() const { return m_displays; }
+    const std::map<DMPDisplay*, DisplayEntry>& Displays() const { return m_displays; }
 
 private:
     platform::Dispatcher& m_dispatcher;
     IDMPEnumNotify& m_controller;
-    std::map<DMPDisplay*, DMPEnum*> m_displays;
+    std::map<DMPDisplay*, DisplayEntry> m_displays;
     DMPDisplay* m_pActive = nullptr;
 };

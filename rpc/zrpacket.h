@@ -23,9 +23,9 @@ public:
     virtual void Pack();
     // Decodes from `data`, advancing it and reducing `remaining` by what was consumed. The base
     // record takes everything that remains as its raw bytes.
-    virtual bool Read(const unsigned char*& data, unsigned long& remaining);
+    [[nodiscard]] virtual bool Read(const unsigned char*& data, unsigned long& remaining);
     // Takes exactly `length` raw bytes; fails when fewer remain.
-    bool Read(const unsigned char*& data, unsigned long& remaining, unsigned long length);
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining, unsigned long length);
 
     // The packed bytes and their count, packing first when a field changed since the last Pack.
     const unsigned char* Where() const;
@@ -59,7 +59,7 @@ protected:
     void ReadFromPacket(const ZrPacket& packet) {
         const unsigned char* data = packet.Where();
         unsigned long remaining = packet.HowBig();
-        Read(data, remaining);
+        (void)Read(data, remaining); // a constructor cannot report: the outcome is the valid flag
     }
     // Ends a Read: records the outcome in the valid flag and returns it.
     bool ReadDone(bool ok);

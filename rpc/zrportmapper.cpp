@@ -14,10 +14,11 @@ bool ZrPortMapping::Read(const unsigned char*& data, unsigned long& remaining) {
     // All four words or nothing: a short record consumes no bytes.
     if (remaining < 16)
         return ReadDone(false);
-    zrxdr::GetU32(data, remaining, m_prog);
-    zrxdr::GetU32(data, remaining, m_vers);
-    zrxdr::GetU32(data, remaining, m_prot);
-    zrxdr::GetU32(data, remaining, m_port);
+    // The length check above covers all four.
+    (void)zrxdr::GetU32(data, remaining, m_prog);
+    (void)zrxdr::GetU32(data, remaining, m_vers);
+    (void)zrxdr::GetU32(data, remaining, m_prot);
+    (void)zrxdr::GetU32(data, remaining, m_port);
     return ReadDone(true);
 }
 

@@ -9,7 +9,9 @@ public:
     ZrPortMapping(uint32_t prog = 0, uint32_t vers = 0, uint32_t prot = 0, uint32_t port = 0)
         : m_prog(prog), m_vers(vers), m_prot(prot), m_port(port) {}
     explicit ZrPortMapping(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrPortMapping(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrPortMapping(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t prog() const { return m_prog; }
     uint32_t vers() const { return m_vers; }
@@ -17,7 +19,7 @@ public:
     uint32_t port() const { return m_port; }
     void Set(uint32_t prog, uint32_t vers, uint32_t prot, uint32_t port);
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 16; }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -39,7 +41,9 @@ class ZrPortMapperResponse : public ZrPacket {
 public:
     ZrPortMapperResponse(uint32_t port = 0) : m_port(port) {}
     explicit ZrPortMapperResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrPortMapperResponse(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrPortMapperResponse(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t port() const { return m_port; }
     void port(uint32_t value) {
@@ -47,7 +51,7 @@ public:
         Changed();
     }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 4; }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

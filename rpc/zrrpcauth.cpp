@@ -33,7 +33,7 @@ bool ZrRPCUnixAuth::Read(const unsigned char*& data, unsigned long& remaining) {
     m_grouplist.reserve(count);
     for (uint32_t i = 0; i < count; ++i) {
         ZrRPCGroup group;
-        group.Read(data, remaining);
+        (void)group.Read(data, remaining); // four bytes each, checked for all of them above
         m_grouplist.push_back(group);
     }
     return ReadDone(true);

@@ -19,7 +19,7 @@ public:
         Changed();
     }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 4; }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -35,7 +35,9 @@ class ZrRPCUnixAuth : public ZrPacket {
 public:
     ZrRPCUnixAuth() = default;
     explicit ZrRPCUnixAuth(const ZrPacket& packet);
-    ZrRPCUnixAuth(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCUnixAuth(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t stamp() const { return m_stamp; }
     void stamp(uint32_t value) { Set(m_stamp, value); }
@@ -54,7 +56,7 @@ public:
         Changed();
     }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -79,7 +81,9 @@ class ZrRPCAuthBlock : public ZrPacket {
 public:
     explicit ZrRPCAuthBlock(uint32_t flavour = ZrRPCEnum::AuthNone) : m_flavour(flavour) {}
     explicit ZrRPCAuthBlock(const ZrPacket& packet);
-    ZrRPCAuthBlock(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCAuthBlock(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t flavour() const { return m_flavour; }
     void flavour(uint32_t value) {
@@ -95,7 +99,7 @@ public:
     // The body length word as packed: the Unix body's size, or 0.
     uint32_t BodyLength() const;
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 8 + BodyLength(); }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

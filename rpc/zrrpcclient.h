@@ -28,16 +28,16 @@ public:
     virtual void HandleServerRpcResponse(ZrRPCMessageFromServer& reply, const ZrInetAddr& from);
 
     // Sends the call, then ReceiveRpc into a fresh reply.
-    MessageError SendAndReceiveRpc(ZrRPCMessageFromClient& call);
+    [[nodiscard]] MessageError SendAndReceiveRpc(ZrRPCMessageFromClient& call);
     // Waits for one reply (ReceiveRpcWithTimeout) and hands it to HandleServerRpcResponse.
-    MessageError ReceiveRpc(ZrRPCMessageFromServer& reply);
+    [[nodiscard]] MessageError ReceiveRpc(ZrRPCMessageFromServer& reply);
     // One datagram to the server.
-    MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
+    [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
     // One read without waiting: ERRRecv on a failed or empty read, ERRParse when it does not decode.
-    MessageError ReceiveServerResponse(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
+    [[nodiscard]] MessageError ReceiveServerResponse(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
     // Waits up to the time-out for a datagram that decodes, dropping any that do not. The time-out
     // starts again after every dropped datagram.
-    MessageError ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
+    [[nodiscard]] MessageError ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
 
     MessageError Status() const { return m_status; }
     const ZrInetAddr& Server() const { return m_server; }
@@ -51,7 +51,7 @@ protected:
 
 private:
     // Decodes one datagram into `reply`; false when it is not a usable reply.
-    static bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
+    [[nodiscard]] static bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
 
     MessageError m_status = ZrRPCClientErrors::ERRCallSuccess;
     ZrInetAddr m_server;

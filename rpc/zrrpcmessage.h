@@ -9,7 +9,9 @@ class ZrRPCCallBody : public ZrPacket {
 public:
     ZrRPCCallBody() = default;
     explicit ZrRPCCallBody(const ZrPacket& packet);
-    ZrRPCCallBody(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCCallBody(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t rpcvers() const { return m_rpcvers; }
     void rpcvers(uint32_t value) { Set(m_rpcvers, value); }
@@ -29,7 +31,7 @@ public:
     void rpc_data(const ZrByteBuffer& value);
     void rpc_data(const ZrPacket& record) { rpc_data(record.Packed()); }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -56,7 +58,9 @@ class ZrRPCMessageFromClient : public ZrPacket {
 public:
     ZrRPCMessageFromClient() = default;
     explicit ZrRPCMessageFromClient(const ZrPacket& packet);
-    ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t xid() const { return m_xid; }
     void xid(uint32_t value) {
@@ -75,7 +79,7 @@ public:
     }
 
     // Fails unless the message type is a call.
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 8 + m_body.PackedSize(); }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -94,7 +98,9 @@ class ZrRPCAccepted : public ZrPacket {
 public:
     ZrRPCAccepted() = default;
     explicit ZrRPCAccepted(const ZrPacket& packet);
-    ZrRPCAccepted(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCAccepted(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     const ZrRPCAuthBlock& verifier() const { return m_verifier; }
     void verifier(const ZrRPCAuthBlock& value) {
@@ -123,7 +129,7 @@ public:
     void rpc_data(const ZrPacket& record) { rpc_data(record.Packed()); }
 
     // Unknown accept statuses read as a status with nothing after it.
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -143,7 +149,9 @@ class ZrRPCRejected : public ZrPacket {
 public:
     ZrRPCRejected() = default;
     explicit ZrRPCRejected(const ZrPacket& packet);
-    ZrRPCRejected(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCRejected(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t reject_stat() const { return m_status; }
     void reject_stat(uint32_t value) {
@@ -165,7 +173,7 @@ public:
         Changed();
     }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 4 + (m_status == ZrRPCEnum::RpcMismatch ? 8 : 4); }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -184,7 +192,9 @@ class ZrRPCReplyBody : public ZrPacket {
 public:
     ZrRPCReplyBody() = default;
     explicit ZrRPCReplyBody(const ZrPacket& packet);
-    ZrRPCReplyBody(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCReplyBody(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t reply_stat() const { return m_status; }
     void reply_stat(uint32_t value) {
@@ -198,7 +208,7 @@ public:
     // Also makes the reply a denied one.
     void rejected(const ZrRPCRejected& value);
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -216,7 +226,9 @@ class ZrRPCMessageFromServer : public ZrPacket {
 public:
     ZrRPCMessageFromServer() = default;
     explicit ZrRPCMessageFromServer(const ZrPacket& packet);
-    ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t xid() const { return m_xid; }
     void xid(uint32_t value) {
@@ -231,7 +243,7 @@ public:
     }
 
     // Fails unless the message type is a reply.
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return 8 + m_body.PackedSize(); }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

@@ -28,7 +28,7 @@ bool ZrRPCString::Read(const unsigned char*& data, unsigned long& remaining) {
     m_bytes = ZrByteBuffer(bytes, length);
     m_bytesCodeset = rpcenc;
     // Recoverable by default: a byte the codeset cannot take is replaced, the record still reads.
-    m_text.CreateFrom(bytes, length, rpcenc, rpcopt);
+    (void)m_text.CreateFrom(bytes, length, rpcenc, rpcopt);
     return ReadDone(true);
 }
 

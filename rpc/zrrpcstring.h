@@ -13,12 +13,14 @@ public:
 
     ZrRPCString() = default;
     ZrRPCString(const ZrUniString& text) { Set(text); }
-    ZrRPCString(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCString(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     void Set(const ZrUniString& text);
     const ZrUniString& Text() const { return m_text; }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;
@@ -39,12 +41,14 @@ class ZrRPCByteBuffer : public ZrPacket {
 public:
     ZrRPCByteBuffer() = default;
     ZrRPCByteBuffer(const ZrByteBuffer& bytes) { Set(bytes); }
-    ZrRPCByteBuffer(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrRPCByteBuffer(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     void Set(const ZrByteBuffer& bytes);
     const ZrByteBuffer& Bytes() const { return m_bytes; }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

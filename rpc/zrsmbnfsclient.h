@@ -24,21 +24,23 @@ public:
     // The next transaction identifier; the sequence starts at a random value and wraps.
     uint32_t GetNextXID() { return m_nextXid++; }
 
-    const ZrUniString& FlushSession(const ZrUniString& user, const ZrUniString& machine);
-    const ZrUniString& SetConfig(const ZrUniString& user, const ZrUniString& config);
+    [[nodiscard]] const ZrUniString& FlushSession(const ZrUniString& user, const ZrUniString& machine);
+    [[nodiscard]] const ZrUniString& SetConfig(const ZrUniString& user, const ZrUniString& config);
     // `config` is set only on success.
-    const ZrUniString& GetConfig(const ZrUniString& user, ZrUniString& config);
+    [[nodiscard]] const ZrUniString& GetConfig(const ZrUniString& user, ZrUniString& config);
     // `sessions` is replaced only on success.
-    const ZrUniString& ListSessions(const ZrUniString& user, ZrDList<ZrSMBNFSSessionInfo>& sessions);
-    const ZrUniString& RegisterDisplayForUser(const ZrUniString& user, const ZrUniString& display);
-    const ZrUniString& UnregisterUser(const ZrUniString& user);
+    [[nodiscard]] const ZrUniString& ListSessions(const ZrUniString& user,
+                                                  ZrDList<ZrSMBNFSSessionInfo>& sessions);
+    [[nodiscard]] const ZrUniString& RegisterDisplayForUser(const ZrUniString& user,
+                                                            const ZrUniString& display);
+    [[nodiscard]] const ZrUniString& UnregisterUser(const ZrUniString& user);
 
     // The common path: wraps the request in a call with the given authentication and waits for
     // the reply.
-    const ZrUniString& SendPacket(ZrSMBNFSRequest& request, ZrRPCEnum::AuthFlavour flavour);
+    [[nodiscard]] const ZrUniString& SendPacket(ZrSMBNFSRequest& request, ZrRPCEnum::AuthFlavour flavour);
     // Waits for one more reply without sending (for a reply that arrives unasked, such as a
     // request to open another display); on success copies the decoded response out.
-    const ZrUniString& ReceiveRpc(ZrSMBNFSResponse& response);
+    [[nodiscard]] const ZrUniString& ReceiveRpc(ZrSMBNFSResponse& response);
     using ZrRPCClient::ReceiveRpc;
 
     const ZrUniString& LastError() const { return m_lastError; }

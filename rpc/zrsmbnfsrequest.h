@@ -19,7 +19,9 @@ class ZrSMBNFSRequest : public ZrPacket {
 public:
     explicit ZrSMBNFSRequest(uint32_t command = 0) : m_command(command) {}
     explicit ZrSMBNFSRequest(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSRequest(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrSMBNFSRequest(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t command() const { return m_command; }
     void command(uint32_t value);
@@ -35,7 +37,7 @@ public:
     const ZrControlString& display() const { return m_display; }
     void display(const ZrControlString& value) { Set(m_display, value); }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

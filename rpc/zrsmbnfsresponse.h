@@ -13,7 +13,9 @@ public:
 
     explicit ZrSMBNFSResponse(uint32_t command = 0) : m_command(command) {}
     explicit ZrSMBNFSResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSResponse(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrSMBNFSResponse(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     uint32_t command() const { return m_command; }
     void command(uint32_t value);
@@ -33,7 +35,7 @@ public:
     const ZrControlString& error() const { return m_error; }
     void error(const ZrControlString& value) { Set(m_error, value); }
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override;
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

@@ -32,7 +32,7 @@ bool ZrSMBNFSSessionInfo::Read(const unsigned char*& data, unsigned long& remain
         if (remaining < 20)
             return ReadDone(false);
         for (uint32_t& word : m_details)
-            zrxdr::GetU32(data, remaining, word);
+            (void)zrxdr::GetU32(data, remaining, word); // all five fit, checked above
     }
     return ReadDone(true);
 }

@@ -13,7 +13,9 @@ public:
 
     ZrSMBNFSSessionInfo() = default;
     explicit ZrSMBNFSSessionInfo(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSSessionInfo(const unsigned char*& data, unsigned long& remaining) { Read(data, remaining); }
+    ZrSMBNFSSessionInfo(const unsigned char*& data, unsigned long& remaining) {
+        (void)Read(data, remaining); // the outcome is the valid flag
+    }
 
     const ZrControlString& name() const { return m_name; }
     void name(const ZrControlString& value);
@@ -22,7 +24,7 @@ public:
     void details(const Details& value);
     void ClearDetails();
 
-    bool Read(const unsigned char*& data, unsigned long& remaining) override;
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
     unsigned long PackedSize() const override { return m_name.PackedSize() + 1 + (m_hasDetails ? 20 : 0); }
     void PackTo(unsigned char*& out) const override;
     ZrUniString DebugString(unsigned indent) const override;

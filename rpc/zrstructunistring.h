@@ -26,7 +26,7 @@ public:
     unsigned long PackedSize() const;
     void PackTo(unsigned char*& out) const;
     // Scans two bytes at a time for a zero unit; the units before it become the text, in codeset 40.
-    bool Read(const unsigned char*& data, unsigned long& remaining);
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining);
 
     // Text and codeset.
     bool operator==(const ZrStructUniStringT& other) const {

@@ -19,7 +19,7 @@ inline void PutU32(unsigned char*& out, uint32_t value) {
     out += 4;
 }
 
-inline bool GetU32(const unsigned char*& data, unsigned long& remaining, uint32_t& value) {
+[[nodiscard]] inline bool GetU32(const unsigned char*& data, unsigned long& remaining, uint32_t& value) {
     if (remaining < 4)
         return false;
     value = uint32_t(data[0]) << 24 | uint32_t(data[1]) << 16 | uint32_t(data[2]) << 8 | uint32_t(data[3]);
@@ -42,8 +42,8 @@ inline void PutOpaque(unsigned char*& out, const unsigned char* bytes, uint32_t 
 }
 
 // The padding must be present but is not checked.
-inline bool GetOpaque(const unsigned char*& data, unsigned long& remaining, const unsigned char*& bytes,
-                      uint32_t& length) {
+[[nodiscard]] inline bool GetOpaque(const unsigned char*& data, unsigned long& remaining,
+                                    const unsigned char*& bytes, uint32_t& length) {
     const unsigned char* start = data;
     unsigned long left = remaining;
     uint32_t n;

@@ -271,12 +271,13 @@ class Bench:
         return self.x.call("wait_client", count=self.clients)["client"]
 
     # -- agent -----------------------------------------------------------------------------
-    def launch_agent(self):
-        """Starts one agent; returns (process, client id, start-up times in ns from exec)."""
+    def launch_agent(self, **kw):
+        """Starts one agent (`kw` goes to Popen); returns (process, client id, start-up times in ns
+        from exec)."""
         env = dict(os.environ, HOME=self.home)
         t0 = time.monotonic_ns()
         p = self.spawn([self.args.agent, "--dmpdisplay", self.display, "--servercfg", self.config],
-                       env=env, preexec_fn=fixed_layout)
+                       env=env, preexec_fn=fixed_layout, **kw)
         cid = self.next_client()
         init = self.x.call("wait_init", client=cid)["message"]
         reg = self.tail.next(lambda r: r.get("proc") == 105)

@@ -26,6 +26,10 @@ void Client::SendKPDMPData(const buffer::Buffer& data) {
     XXKPDevPutConfirm(m_display.GetDisplay(), data.Data(), static_cast<unsigned int>(data.Length()));
 }
 
+bool Client::GetRequest(unsigned short requestId, unsigned char** data, unsigned int* length) {
+    return XXKPDevGetRequest(m_display.GetDisplay(), data, length, requestId) != 0;
+}
+
 bool Client::OnEvent(_XEvent& event) {
     if (!m_eventCode || event.type != m_eventCode)
         return true;
@@ -33,9 +37,7 @@ bool Client::OnEvent(_XEvent& event) {
     if (ev.kind == ::common::x11::kXKPDevPending) {
         unsigned char* data = nullptr;
         unsigned int length = 0;
-        if (XXKPDevGetRequest(m_display.GetDisplay(), &data, &length,
-                              static_cast<unsigned short>(ev.requestId)) &&
-            data) {
+        if (GetRequest(static_cast<unsigned short>(ev.requestId), &data, &length) && data) {
             // Freed even when a handler throws on a malformed message.
             struct Release {
                 unsigned char* p;

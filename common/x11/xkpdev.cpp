@@ -8,6 +8,7 @@ extern "C" {
 }
 
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -81,21 +82,10 @@ static_assert(sizeof(XKPDevEvent) <= sizeof(XEvent));
 XExtensionInfo* g_extensionInfo = nullptr;
 
 Bool WireToEvent(Display* dpy, XEvent* re, xEvent* event) {
-    // The wire event is at least 32 bytes; reading through a byte pointer keeps
-    // the copy below defined even though it runs one byte into the event's tail.
-    const unsigned char* wire = reinterpret_cast<const unsigned char*>(event);
     XKPDevEvent* out = reinterpret_cast<XKPDevEvent*>(re);
-    out->type = wire[0] & 0x7F;
+    common::x11::XKPDevDecodeWireEvent(reinterpret_cast<const unsigned char*>(event), out);
     out->serial = _XSetLastRequestRead(dpy, reinterpret_cast<xGenericReply*>(event));
-    out->send_event = (wire[0] & 0x80) != 0;
     out->display = dpy;
-    out->kind = wire[4];
-    out->requestId = reinterpret_cast<const WireEvent*>(event)->requestId;
-    out->inlineLength = wire[8];
-    // 24 bytes from offset 9 reach one byte past the wire event; the inline length
-    // bounds the message, so that byte never counts. Copy what exists and zero it.
-    std::memcpy(out->data, wire + 9, sizeof(xEvent) - 9);
-    out->data[sizeof(out->data) - 1] = 0;
     return True;
 }
 
@@ -136,6 +126,25 @@ XExtDisplayInfo* FindDisplay(Display* dpy) {
 }
 
 } // namespace
+
+namespace common::x11 {
+
+void XKPDevDecodeWireEvent(const unsigned char* wire, XKPDevEvent* event) {
+    event->type = wire[0] & 0x7F;
+    event->send_event = (wire[0] & 0x80) != 0;
+    event->kind = wire[4];
+    // The server writes in the client's byte order; the bytes need not be aligned.
+    CARD16 requestId;
+    std::memcpy(&requestId, wire + offsetof(WireEvent, requestId), sizeof requestId);
+    event->requestId = requestId;
+    event->inlineLength = wire[8];
+    // 24 bytes from offset 9 reach one byte past the wire event; the inline length bounds the
+    // message, so that byte never counts. Copy what exists and zero it.
+    std::memcpy(event->data, wire + 9, sizeof(xEvent) - 9);
+    event->data[sizeof(event->data) - 1] = 0;
+}
+
+} // namespace common::x11
 
 extern "C" {
 

@@ -32,6 +32,11 @@ constexpr int kXKPDevInlineCapacity = 23;
 
 const char* const kXKPDevExtensionName = "XKPDEV";
 
+// Fills the extension's fields of *event (type, send flag, kind, request id, inline length and
+// bytes) from one 32-byte wire event; serial and display are left to the caller, which owns the
+// connection's sequence bookkeeping.
+void XKPDevDecodeWireEvent(const unsigned char* wire, XKPDevEvent* event);
+
 } // namespace common::x11
 
 extern "C" {

@@ -245,7 +245,7 @@ const ZrCStringRegistry& ZrCodesetConverter::NameRegistry() {
         auto* r = new ZrCStringRegistry(kNameBuckets);
         for (const EncodingRow& row : kRows)
             if (row.name)
-                r->Register(row.name, row.id);
+                (void)r->Register(row.name, row.id); // a repeated name keeps its first identifier
         return r;
     }();
     return *registry;
@@ -255,7 +255,7 @@ const ZrCStringRegistry& ZrCodesetConverter::OptionRegistry() {
     static const ZrCStringRegistry* const registry = [] {
         auto* r = new ZrCStringRegistry(kOptionBuckets);
         for (size_t i = 0; i < sizeof kOptionNames / sizeof kOptionNames[0]; ++i)
-            r->Register(kOptionNames[i], kOptionValues[i]);
+            (void)r->Register(kOptionNames[i], kOptionValues[i]); // the option names are distinct
         return r;
     }();
     return *registry;

@@ -38,9 +38,10 @@ public:
 
     // The table entry for `id`; identifiers above 42 reach slot 43, whose operations fail.
     static const ZrConverter& GetConverter(unsigned id);
-    static bool ValidateFrom(const void* bytes, uint64_t length, ZrCodesetInfo* info, unsigned id,
-                             unsigned options);
-    static bool ValidateTo(const ZrUniString& text, ZrCodesetInfo* info, unsigned id, unsigned options);
+    [[nodiscard]] static bool ValidateFrom(const void* bytes, uint64_t length, ZrCodesetInfo* info,
+                                           unsigned id, unsigned options);
+    [[nodiscard]] static bool ValidateTo(const ZrUniString& text, ZrCodesetInfo* info, unsigned id,
+                                         unsigned options);
 
     // Append every encoding name (table order) or option name.
     static void ListSupportedEncodings(std::vector<ZrCString>& list);

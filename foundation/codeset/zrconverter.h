@@ -56,13 +56,14 @@ enum ZrEncodingId : unsigned {
 
 // The UTF-8 family (identifier 42).
 namespace zr_codeset::utf8 {
-ZR_CODESET_HOT bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
-                       unsigned options);
-ZR_CODESET_HOT bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
-                         unsigned options);
-ZR_CODESET_HOT bool ValidateTo(const ZrUniChar* units, size_t count, ZrCodesetInfo* info, unsigned options);
-ZR_CODESET_HOT bool ValidateFrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info,
-                                 unsigned options);
+[[nodiscard]] ZR_CODESET_HOT bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out,
+                                     ZrCodesetInfo* info, unsigned options);
+[[nodiscard]] ZR_CODESET_HOT bool From(const unsigned char* bytes, size_t length, ZrUniString& out,
+                                       ZrCodesetInfo* info, unsigned options);
+[[nodiscard]] ZR_CODESET_HOT bool ValidateTo(const ZrUniChar* units, size_t count, ZrCodesetInfo* info,
+                                             unsigned options);
+[[nodiscard]] ZR_CODESET_HOT bool ValidateFrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info,
+                                               unsigned options);
 } // namespace zr_codeset::utf8
 
 // The converter-table entries, defined beside their codecs.
@@ -85,10 +86,11 @@ extern const ZrConverter kUnicodeLocal;
 
 // The operations of slot 43 ("no encoding"): every conversion fails cleanly.
 namespace zr_codeset::invalid {
-bool invalidto(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
-               unsigned options);
-bool invalidfrom(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
-                 unsigned options);
-bool novalidateto(const ZrUniChar* units, size_t count, ZrCodesetInfo* info, unsigned options);
-bool novalidatefrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info, unsigned options);
+[[nodiscard]] bool invalidto(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
+                             unsigned options);
+[[nodiscard]] bool invalidfrom(const unsigned char* bytes, size_t length, ZrUniString& out,
+                               ZrCodesetInfo* info, unsigned options);
+[[nodiscard]] bool novalidateto(const ZrUniChar* units, size_t count, ZrCodesetInfo* info, unsigned options);
+[[nodiscard]] bool novalidatefrom(const unsigned char* bytes, size_t length, ZrCodesetInfo* info,
+                                  unsigned options);
 } // namespace zr_codeset::invalid

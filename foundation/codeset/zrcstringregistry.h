@@ -23,8 +23,8 @@ public:
     ZrCStringRegistry& operator=(const ZrCStringRegistry&) = delete;
 
     // False (and nothing changes) when the name is registered already.
-    bool Register(const ZrCString& name, unsigned value);
-    bool Find(const ZrCString& name, unsigned& value) const;
+    [[nodiscard]] bool Register(const ZrCString& name, unsigned value);
+    [[nodiscard]] bool Find(const ZrCString& name, unsigned& value) const;
 
     uint32_t BucketCount() const { return static_cast<uint32_t>(m_buckets.size()); }
     uint32_t Count() const { return m_count; }

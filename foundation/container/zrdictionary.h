@@ -42,7 +42,7 @@ public:
 
     // Takes ownership of `pair` and returns true, or returns false (the caller keeps the pair) when an
     // equal key is present. Grows before inserting once the count has reached the threshold.
-    bool Insert(A* pair) {
+    [[nodiscard]] bool Insert(A* pair) {
         if (m_count >= m_threshold)
             RebuildTable();
         Bucket& bucket = m_buckets[pair->Hash() & (m_bucketCount - 1)];
@@ -69,7 +69,7 @@ public:
 
     // Takes `pair` (found by identity) out of its bucket without destroying it; the bucket's list is
     // rebuilt without it so no hole stays behind. False when the pair is not held here.
-    bool Remove(A* pair) {
+    [[nodiscard]] bool Remove(A* pair) {
         Bucket& bucket = m_buckets[pair->Hash() & (m_bucketCount - 1)];
         uint32_t at = bucket.Find(pair);
         if (at == 0xFFFFFFFFu)

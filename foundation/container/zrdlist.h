@@ -82,7 +82,7 @@ public:
     uint32_t Insert(const T& value) { return InsertNonConst(T(value)); }
 
     // Turns slot i into a hole; false when it held nothing.
-    bool RemoveAt(uint32_t i) {
+    [[nodiscard]] bool RemoveAt(uint32_t i) {
         if (!IsOccupied(i))
             return false;
         Bits()[i / 32] &= ~(1u << (i % 32));

@@ -27,13 +27,13 @@ public:
 
     // Appends the 24-byte challenge response of a 16-byte hash (padded with five zero bytes) to `out`.
     static void Encrypt_hash(const ZrByteBuffer& hash16, const ZrByteBuffer& challenge8, ZrByteBuffer& out);
-    static bool CheckNTLMPassword(const ZrByteBuffer& response, const ZrByteBuffer& hash16,
-                                  const ZrByteBuffer& challenge8);
+    [[nodiscard]] static bool CheckNTLMPassword(const ZrByteBuffer& response, const ZrByteBuffer& hash16,
+                                                const ZrByteBuffer& challenge8);
     // True when `response` is the challenge response of either stored hash.
-    static bool compare_pwd(const ZrByteBuffer& lmhash, const ZrByteBuffer& nthash,
-                            const ZrByteBuffer& response, const ZrByteBuffer& challenge);
+    [[nodiscard]] static bool compare_pwd(const ZrByteBuffer& lmhash, const ZrByteBuffer& nthash,
+                                          const ZrByteBuffer& response, const ZrByteBuffer& challenge);
     // True when `password` (longer than 15 bytes) is `stored` itself, or when `stored` is the LAN
     // Manager hash of `password`. `other` takes no part.
-    static bool compare_pwd_low(const ZrByteBuffer& stored, const ZrByteBuffer& other,
-                                const ZrByteBuffer& password);
+    [[nodiscard]] static bool compare_pwd_low(const ZrByteBuffer& stored, const ZrByteBuffer& other,
+                                              const ZrByteBuffer& password);
 };

@@ -24,7 +24,7 @@ public:
     };
 
     // Starts a digest of `kind` (4 or 5); false for any other kind, leaving the context unusable.
-    static bool MDInit(Context& context, int kind);
+    [[nodiscard]] static bool MDInit(Context& context, int kind);
     static void MDUpdate(Context& context, const void* data, size_t length);
     // Pads, writes the 16-byte digest and wipes the context (it may have held secret input).
     static void MDFinal(Context& context, unsigned char digest[kDigestLength]);

@@ -59,7 +59,7 @@ void ZrDatabase::RemoveKeys(const ZrUniString& prefix) {
         if (pair->Key() == prefix || Below(pair->Key(), head))
             doomed.Append(pair);
     for (Pair* pair : doomed) {
-        m_table.Remove(pair);
+        (void)m_table.Remove(pair); // found by the walk above, so it is held
         delete pair;
     }
 }
@@ -93,7 +93,7 @@ void ZrDatabase::ListKeys(const ZrUniString& prefix, ZrDList<ZrUniString>& out) 
     ZrDictionary<ZrDDAssoc<ZrUniString, bool>> seen;
     for (const ZrUniString& name : out)
         if (!seen.Find(name))
-            seen.Insert(new ZrDDAssoc<ZrUniString, bool>(name, true));
+            seen.InsertAbsent(new ZrDDAssoc<ZrUniString, bool>(name, true));
     ZrDictionaryIterator<Pair> it(m_table);
     while (Pair* pair = it.Next()) {
         const ZrUniString& key = pair->Key();
@@ -104,7 +104,7 @@ void ZrDatabase::ListKeys(const ZrUniString& prefix, ZrDList<ZrUniString>& out) 
         uint32_t hash = ZrKeyHash(name);
         if (seen.Find(name, hash))
             continue;
-        seen.Insert(new ZrDDAssoc<ZrUniString, bool>(name, true, hash));
+        seen.InsertAbsent(new ZrDDAssoc<ZrUniString, bool>(name, true, hash));
         out.Insert(name);
     }
 }

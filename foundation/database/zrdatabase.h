@@ -26,7 +26,7 @@ public:
     // Kept in this order: derived databases and their callers rely on the slot layout.
     virtual ~ZrDatabase();
     // Parses `text` into this database (entries get `tag`) and keeps the parser's error text.
-    virtual bool FromString(const ZrUniString& text, int tag);
+    [[nodiscard]] virtual bool FromString(const ZrUniString& text, int tag);
     // The error text of the last FromString: "Success" when it was clean (and before any parse).
     virtual ZrUniString ErrorString() const;
     // Text of every entry (negative tag) or of the entries with `tag`, in the table's own order.

@@ -14,7 +14,7 @@ class ZrDBParse {
 public:
     // True when the whole text was read and parsing ended between entries. Entries completed before an
     // error stay applied.
-    bool FromString(ZrDatabase& db, const ZrUniString& text, int tag);
+    [[nodiscard]] bool FromString(ZrDatabase& db, const ZrUniString& text, int tag);
     // Every entry (negative tag) or the entries with `tag`, in the database's table order.
     ZrUniString ToString(ZrDatabase& db, int tag);
     // One entry: its comment, then "[key={(value)...}]" and a line feed.

@@ -52,6 +52,11 @@ bool ZrFile::Mode(const ZrUniString& path, mode_t& mode) {
     return true;
 }
 
+bool ZrFile::OthersMayRead(const ZrUniString& path) {
+    mode_t mode = 0;
+    return Mode(path, mode) && (mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
 bool ZrFile::Exists(const ZrUniString& path) {
     struct stat st;
     return lstat(CPath(SystemPath(path)), &st) == 0;
@@ -67,8 +72,9 @@ bool ZrFile::ReadSymlink(const ZrUniString& path, ZrUniString& target) {
     ssize_t n = readlink(CPath(SystemPath(path)), buffer, sizeof buffer - 1);
     if (n < 0)
         return false;
-    target.CreateFrom(buffer, static_cast<uint64_t>(n), ZrSysEncoding::filesystem,
-                      ZrSysEncoding::filesystemOptions);
+    // The link was read: a target that does not convert is kept as far as it did.
+    (void)target.CreateFrom(buffer, static_cast<uint64_t>(n), ZrSysEncoding::filesystem,
+                            ZrSysEncoding::filesystemOptions);
     return true;
 }
 

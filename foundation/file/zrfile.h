@@ -10,16 +10,19 @@
 class ZrFile {
 public:
     // Reads the whole file into `out` (replacing its contents).
-    static bool ReadFile(const ZrUniString& path, ZrByteBuffer& out);
+    [[nodiscard]] static bool ReadFile(const ZrUniString& path, ZrByteBuffer& out);
     // stat() of the path (links followed): its mode bits.
-    static bool Mode(const ZrUniString& path, mode_t& mode);
+    [[nodiscard]] static bool Mode(const ZrUniString& path, mode_t& mode);
+    // True when stat() succeeds and the mode lets the group or others read (owner, write and execute
+    // bits aside); false too when the status cannot be read.
+    static bool OthersMayRead(const ZrUniString& path);
     // lstat() succeeds: a dangling link counts as existing.
     static bool Exists(const ZrUniString& path);
     static bool IsSymlink(const ZrUniString& path);
     // readlink() into a zero-filled 4096-byte buffer; the text read becomes `target`.
-    static bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
-    static bool Symlink(const ZrUniString& target, const ZrUniString& path);
-    static bool Unlink(const ZrUniString& path);
+    [[nodiscard]] static bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
+    [[nodiscard]] static bool Symlink(const ZrUniString& target, const ZrUniString& path);
+    [[nodiscard]] static bool Unlink(const ZrUniString& path);
 
     // The path as a zero-terminated byte string in the file-system codeset.
     static ZrByteBuffer SystemPath(const ZrUniString& path);
@@ -29,5 +32,5 @@ public:
 class ZrEnvironment {
 public:
     // False when the variable is not set (an empty value is set).
-    static bool Get(const ZrUniString& name, ZrUniString& value);
+    [[nodiscard]] static bool Get(const ZrUniString& name, ZrUniString& value);
 };

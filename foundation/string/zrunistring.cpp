@@ -22,7 +22,8 @@ ZrUniString::ZrUniString(const char* utf8) {
     }
     if (seen >= 0x80) {
         Clear();
-        CreateFrom(utf8, length, kZrEncodingUtf8, 0);
+        // A constructor cannot report: bytes that are not UTF-8 give the text that decoded.
+        (void)CreateFrom(utf8, length, kZrEncodingUtf8, 0);
     }
 }
 
@@ -37,7 +38,7 @@ ZrUniString::ZrUniString(std::u16string_view units) {
 ZrUniString& ZrUniString::operator=(const char* utf8) {
     Truncate(0);
     if (utf8)
-        CreateFrom(utf8, std::strlen(utf8), kZrEncodingUtf8, 0);
+        (void)CreateFrom(utf8, std::strlen(utf8), kZrEncodingUtf8, 0); // as the constructor
     return *this;
 }
 
@@ -306,7 +307,8 @@ bool ZrUniString::IsValid(const ZrByteBuffer& bytes, unsigned encoding, unsigned
 
 std::string ZrUniString::AsUtf8() const {
     ZrByteBuffer bytes;
-    AsEncoding(kZrEncodingUtf8, kZrEncOptionRecoverable, bytes);
+    // Recoverable: what does not encode becomes a replacement, so nothing is lost to report.
+    (void)AsEncoding(kZrEncodingUtf8, kZrEncOptionRecoverable, bytes);
     return std::string(reinterpret_cast<const char*>(bytes.Data()), bytes.Length());
 }
 

@@ -84,9 +84,9 @@ public:
     // Codeset entry points. CreateFrom replaces the contents with the decoded bytes and returns
     // whether every byte converted; AsEncoding returns the encoded bytes (empty on failure unless
     // the options ask for recovery); IsValid tells whether the bytes convert.
-    bool CreateFrom(const void* bytes, uint64_t length, unsigned encoding, unsigned options);
+    [[nodiscard]] bool CreateFrom(const void* bytes, uint64_t length, unsigned encoding, unsigned options);
     ZrByteBuffer AsEncoding(unsigned encoding, unsigned options) const;
-    bool AsEncoding(unsigned encoding, unsigned options, ZrByteBuffer& out) const;
+    [[nodiscard]] bool AsEncoding(unsigned encoding, unsigned options, ZrByteBuffer& out) const;
     static bool IsValid(const ZrByteBuffer& bytes, unsigned encoding, unsigned options);
 
     // The leading decimal digits as a number; 0 when there are none or they do not fit 32 bits.

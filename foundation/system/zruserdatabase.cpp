@@ -15,9 +15,10 @@ thread_local int t_lastError = 0;
 
 ZrUniString FromSystem(const char* text) {
     ZrUniString result;
+    // An entry's fields are taken as far as they convert; a lookup does not fail over them.
     if (text != nullptr)
-        result.CreateFrom(text, std::strlen(text), ZrSysEncoding::filesystem,
-                          ZrSysEncoding::filesystemOptions);
+        (void)result.CreateFrom(text, std::strlen(text), ZrSysEncoding::filesystem,
+                                ZrSysEncoding::filesystemOptions);
     return result;
 }
 
@@ -55,6 +56,10 @@ template <typename Lookup> bool FindWith(Lookup lookup, ZrUserEntry& entry) {
 }
 
 } // namespace
+
+uint32_t ZrUserDatabaseIterator::EffectiveUserId() {
+    return static_cast<uint32_t>(geteuid());
+}
 
 bool ZrUserDatabaseIterator::Find(uint32_t uid, ZrUserEntry& entry) {
     return FindWith(

@@ -18,10 +18,12 @@ struct ZrUserEntry {
 class ZrUserDatabaseIterator {
 public:
     // The entry of `uid` / of `name`; false when there is none or the lookup failed.
-    static bool Find(uint32_t uid, ZrUserEntry& entry);
-    static bool Find(const ZrUniString& name, ZrUserEntry& entry);
+    [[nodiscard]] static bool Find(uint32_t uid, ZrUserEntry& entry);
+    [[nodiscard]] static bool Find(const ZrUniString& name, ZrUserEntry& entry);
     // The system error of the last failed lookup on this thread; 0 when the entry simply did not exist.
     static int LastError();
+    // The process's effective user ID, the usual key of the lookups above.
+    static uint32_t EffectiveUserId();
 
     // Walking the database rewinds and holds the system's one shared cursor: one walk at a time.
     ZrUserDatabaseIterator();
@@ -29,5 +31,5 @@ public:
     ZrUserDatabaseIterator(const ZrUserDatabaseIterator&) = delete;
     ZrUserDatabaseIterator& operator=(const ZrUserDatabaseIterator&) = delete;
     // The next entry; false at the end.
-    bool Next(ZrUserEntry& entry);
+    [[nodiscard]] bool Next(ZrUserEntry& entry);
 };

@@ -60,7 +60,7 @@ void DispatcherBase::Entry::OnExecuted() {
     if (oneShot)
         dispatcher->Remove(this);
     else
-        KivWaitSetEntryResume(this);
+        (void)KivWaitSetEntryResume(this); // fails only for a null entry
 }
 
 DispatcherBase::~DispatcherBase() {
@@ -87,7 +87,7 @@ DispatcherBase::Entry* DispatcherBase::Add(WaitAction action) {
         throw;
     }
     // A ready registration stays suspended until its callback has run.
-    KivWaitSetEntrySetSuspendOnReady(entry, 1);
+    (void)KivWaitSetEntrySetSuspendOnReady(entry, 1); // cannot fail for a live entry
     return entry;
 }
 

@@ -33,9 +33,10 @@ KivStatus _KivPosixSocketInitWithFd(_KivSocketInternal* socket, int32_t fd) {
     socket->fd = fd;
     socket->type = type;
     socket->protocol = protocol;
-    KivPosixFdWaitInit(&socket->readWait, KIV_WAIT_FD_READ, fd);
-    KivPosixFdWaitInit(&socket->writeWait, KIV_WAIT_FD_WRITE, fd);
-    KivPosixFdWaitInit(&socket->exceptWait, KIV_WAIT_FD_EXCEPT, fd);
+    // The three descriptor kinds are the ones these accept.
+    (void)KivPosixFdWaitInit(&socket->readWait, KIV_WAIT_FD_READ, fd);
+    (void)KivPosixFdWaitInit(&socket->writeWait, KIV_WAIT_FD_WRITE, fd);
+    (void)KivPosixFdWaitInit(&socket->exceptWait, KIV_WAIT_FD_EXCEPT, fd);
     return KIV_OK;
 }
 

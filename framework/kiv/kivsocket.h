@@ -21,13 +21,15 @@ struct _KivSocketInternal {
 };
 
 // Fails (-1, error kept) when the descriptor is not a socket.
-KivStatus _KivPosixSocketInitWithFd(_KivSocketInternal* socket, int32_t fd);
-KivStatus KivSocketTerminate(_KivSocketInternal* socket);
+[[nodiscard]] KivStatus _KivPosixSocketInitWithFd(_KivSocketInternal* socket, int32_t fd);
+[[nodiscard]] KivStatus KivSocketTerminate(_KivSocketInternal* socket);
 
 // One read of at most `length` bytes; *count is 0 when the peer has closed the stream.
 // KIV_SOCKET_WOULD_BLOCK when a non-blocking socket has nothing to read.
-KivStatus KivSocketRead(_KivSocketInternal* socket, void* data, uint64_t length, uint64_t* count);
+[[nodiscard]] KivStatus KivSocketRead(_KivSocketInternal* socket, void* data, uint64_t length,
+                                      uint64_t* count);
 // One write; KIV_SOCKET_WOULD_BLOCK when there is no room, KIV_SOCKET_CLOSED when the peer is gone.
-KivStatus KivSocketWrite(_KivSocketInternal* socket, const void* data, uint64_t length, uint64_t* count);
-KivStatus KivSocketSetBlocking(_KivSocketInternal* socket, KivBool blocking);
-KivStatus KivSocketSetReuseAddr(_KivSocketInternal* socket, KivBool reuse);
+[[nodiscard]] KivStatus KivSocketWrite(_KivSocketInternal* socket, const void* data, uint64_t length,
+                                       uint64_t* count);
+[[nodiscard]] KivStatus KivSocketSetBlocking(_KivSocketInternal* socket, KivBool blocking);
+[[nodiscard]] KivStatus KivSocketSetReuseAddr(_KivSocketInternal* socket, KivBool reuse);

@@ -53,20 +53,20 @@ struct KivSafeEvent : _KivPosixWait {
 uint64_t KivTimeNow();
 
 // Kind must be one of the three descriptor kinds.
-KivStatus KivPosixFdWaitInit(KivPosixFdWait* wait, uint32_t kind, int32_t fd);
+[[nodiscard]] KivStatus KivPosixFdWaitInit(KivPosixFdWait* wait, uint32_t kind, int32_t fd);
 
-KivStatus KivTimerInit(KivTimer* timer);
-KivStatus KivTimerSetExpiry(KivTimer* timer, uint64_t expiry);
+[[nodiscard]] KivStatus KivTimerInit(KivTimer* timer);
+[[nodiscard]] KivStatus KivTimerSetExpiry(KivTimer* timer, uint64_t expiry);
 uint64_t KivTimerGetExpiry(const KivTimer* timer);
-KivStatus KivTimerTerminate(KivTimer* timer);
+[[nodiscard]] KivStatus KivTimerTerminate(KivTimer* timer);
 
-KivStatus KivFastEventInit(KivFastEvent* event);
+[[nodiscard]] KivStatus KivFastEventInit(KivFastEvent* event);
 // Makes the pipe (read end non-blocking, both ends close-on-exec); -1 with nothing left open on failure.
-KivStatus KivSafeEventInit(KivSafeEvent* event);
+[[nodiscard]] KivStatus KivSafeEventInit(KivSafeEvent* event);
 
 // These take a fast or a safe event; any other kind gives KIV_BAD_KIND.
-KivStatus KivEventSet(_KivPosixWait* event);
-KivStatus KivEventUnset(_KivPosixWait* event);
-KivStatus KivEventTerminate(_KivPosixWait* event);
+[[nodiscard]] KivStatus KivEventSet(_KivPosixWait* event);
+[[nodiscard]] KivStatus KivEventUnset(_KivPosixWait* event);
+[[nodiscard]] KivStatus KivEventTerminate(_KivPosixWait* event);
 // Whether a fast event's flag is set (a safe event is never "set" without a wait).
 KivBool KivFastEventIsSet(const KivFastEvent* event);

@@ -132,7 +132,7 @@ KivStatus CollectFds(KivPosixFdPool* pool, const fd_set& active, KivWaitSetEntry
             return KIV_MORE;
         ready[(*found)++] = e;
         if (e->suspendOnReady)
-            KivWaitSetEntrySuspend(e);
+            (void)KivWaitSetEntrySuspend(e); // e is a live entry of this pool
     }
     return KIV_OK;
 }

@@ -48,32 +48,34 @@ struct KivWaitSet {
     KivWaitSetPool eventPool; // suspended events at the tail
 };
 
-KivStatus KivWaitSetInit(KivWaitSet* set);
-KivStatus KivWaitSetTerminate(KivWaitSet* set);
+[[nodiscard]] KivStatus KivWaitSetInit(KivWaitSet* set);
+[[nodiscard]] KivStatus KivWaitSetTerminate(KivWaitSet* set);
 uint64_t KivWaitSetGetSize(const KivWaitSet* set);
 
 // Routes the entry to the pool of the object's kind; KIV_BAD_KIND for a kind above 5.
-KivStatus KivWaitSetAdd(KivWaitSet* set, _KivPosixWait* waitObject, KivWaitSetEntry* entry);
-KivStatus KivWaitSetRemove(KivWaitSet* set, KivWaitSetEntry* entry);
+[[nodiscard]] KivStatus KivWaitSetAdd(KivWaitSet* set, _KivPosixWait* waitObject, KivWaitSetEntry* entry);
+[[nodiscard]] KivStatus KivWaitSetRemove(KivWaitSet* set, KivWaitSetEntry* entry);
 // Removes every entry.
-KivStatus KivWaitSetEmpty(KivWaitSet* set);
+[[nodiscard]] KivStatus KivWaitSetEmpty(KivWaitSet* set);
 // Copies out every entry (descriptor pools, then timers, then events); KIV_MORE when *inOutCount
 // is too small, after filling the array.
-KivStatus KivWaitSetGetEntries(KivWaitSet* set, KivWaitSetEntry** entries, uint64_t* inOutCount);
+[[nodiscard]] KivStatus KivWaitSetGetEntries(KivWaitSet* set, KivWaitSetEntry** entries,
+                                             uint64_t* inOutCount);
 // The same, restricted to the entries of one wait object.
-KivStatus KivWaitSetFindEntries(KivWaitSet* set, const _KivPosixWait* waitObject, KivWaitSetEntry** entries,
-                                uint64_t* inOutCount);
+[[nodiscard]] KivStatus KivWaitSetFindEntries(KivWaitSet* set, const _KivPosixWait* waitObject,
+                                              KivWaitSetEntry** entries, uint64_t* inOutCount);
 
 // Collects ready entries into `ready` (capacity *inOutCount; the number found is stored back).
 // Returns 0, KIV_MORE when more were ready than the array holds, or -1 when the wait failed and
 // nothing was found. An entry with suspend-on-ready is suspended as it is reported.
-KivStatus KivWaitSetWait(KivWaitSet* set, KivWaitSetEntry** ready, uint64_t* inOutCount, KivBool blocking);
+[[nodiscard]] KivStatus KivWaitSetWait(KivWaitSet* set, KivWaitSetEntry** ready, uint64_t* inOutCount,
+                                       KivBool blocking);
 
 _KivPosixWait* KivWaitSetEntryGetWaitObject(const KivWaitSetEntry* entry);
-KivStatus KivWaitSetEntrySetSuspendOnReady(KivWaitSetEntry* entry, KivBool suspendOnReady);
+[[nodiscard]] KivStatus KivWaitSetEntrySetSuspendOnReady(KivWaitSetEntry* entry, KivBool suspendOnReady);
 KivBool KivWaitSetEntryGetSuspendOnReady(const KivWaitSetEntry* entry);
-KivStatus KivWaitSetEntrySuspend(KivWaitSetEntry* entry);
-KivStatus KivWaitSetEntryResume(KivWaitSetEntry* entry);
+[[nodiscard]] KivStatus KivWaitSetEntrySuspend(KivWaitSetEntry* entry);
+[[nodiscard]] KivStatus KivWaitSetEntryResume(KivWaitSetEntry* entry);
 
 // The descriptor pool's own add; exposed so that the bound can be checked directly.
-KivStatus KivPosixFdPoolAdd(KivPosixFdPool* pool, KivWaitSetEntry* entry);
+[[nodiscard]] KivStatus KivPosixFdPoolAdd(KivPosixFdPool* pool, KivWaitSetEntry* entry);

@@ -9,7 +9,7 @@ SocketBase::SocketBase(int32_t fd) {
 }
 
 SocketBase::~SocketBase() {
-    KivSocketTerminate(&m_socket);
+    (void)KivSocketTerminate(&m_socket); // a destructor has no one to report to
 }
 
 void SocketBase::SetBlocking(bool blocking) {

@@ -10,7 +10,7 @@ namespace {
 
 void OnTerminationSignal(int signal) {
     if (Dispatcher* dispatcher = Dispatcher::Get())
-        dispatcher->RequestExit(128 + signal);
+        dispatcher->RequestExit(kExitSignalBase + signal);
 }
 
 void Install(int signal, void (*handler)(int), struct sigaction* old) {

@@ -7,6 +7,9 @@
 
 namespace platform {
 
+// The exit status a caught termination signal requests: 128 + its number, as shells report it.
+inline constexpr int kExitSignalBase = 128;
+
 class CurrentProcess {
 public:
     CurrentProcess();

@@ -3,6 +3,8 @@
 #include "framework/platform/currentprocess.h"
 #include "framework/platform/timer.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <optional>
@@ -48,6 +50,10 @@ int32_t Dispatcher::Dispatch(const common::Duration* timeout) {
 
 void Process::Exit(int32_t status) {
     std::exit(status);
+}
+
+void Process::Sleep(unsigned int seconds) {
+    ::sleep(seconds);
 }
 
 } // namespace platform

@@ -35,6 +35,8 @@ private:
 class Process {
 public:
     [[noreturn]] static void Exit(int32_t status);
+    // Sleeps whole seconds; a caught signal may end the sleep early.
+    static void Sleep(unsigned int seconds);
 };
 
 } // namespace platform

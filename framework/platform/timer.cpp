@@ -16,7 +16,7 @@ Timer::Timer() {
 }
 
 Timer::~Timer() {
-    KivTimerTerminate(&m_timer);
+    (void)KivTimerTerminate(&m_timer); // a timer holds nothing to release
 }
 
 void Timer::Set(const common::Time& at) {

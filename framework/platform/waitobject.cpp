@@ -3,7 +3,7 @@
 namespace platform {
 
 FdWait::FdWait(int32_t fd, uint32_t kind) {
-    KivPosixFdWaitInit(&m_wait, kind, fd);
+    (void)KivPosixFdWaitInit(&m_wait, kind, fd); // fails only for a kind that is not a descriptor's
 }
 
 FdWait::~FdWait() {

@@ -16,7 +16,7 @@ SafeEvent::SafeEvent() {
 }
 
 SafeEvent::~SafeEvent() {
-    KivEventTerminate(&m_event);
+    (void)KivEventTerminate(&m_event); // a safe event always terminates; nothing to report here
 }
 
 void SafeEvent::Set() {

@@ -10,13 +10,15 @@ namespace waitable {
 
 class WaitSetBase {
 public:
-    WaitSetBase() { KivWaitSetInit(&m_set); }
-    ~WaitSetBase() { KivWaitSetTerminate(&m_set); }
+    // Neither fails for a set of our own.
+    WaitSetBase() { (void)KivWaitSetInit(&m_set); }
+    ~WaitSetBase() { (void)KivWaitSetTerminate(&m_set); }
     WaitSetBase(const WaitSetBase&) = delete;
     WaitSetBase& operator=(const WaitSetBase&) = delete;
 
     void Add(_KivPosixWait* waitObject, KivWaitSetEntry* entry);
-    void Remove(KivWaitSetEntry* entry) { KivWaitSetRemove(&m_set, entry); }
+    // An entry that is in no pool is refused; removing it is then nothing to report.
+    void Remove(KivWaitSetEntry* entry) { (void)KivWaitSetRemove(&m_set, entry); }
     uint64_t Size() const { return KivWaitSetGetSize(&m_set); }
     // Blocking wait into `ready` (capacity *count, the number found stored back); the runtime status.
     KivStatus Wait(KivWaitSetEntry** ready, uint64_t* count) {

@@ -123,7 +123,7 @@ TEST_F(DMPManagerTest, AddDisplayAnnouncesTheAgentOnce) {
         EXPECT_EQ(dispatch::DispatcherBase::Get()->Count(), before + 1);
         ASSERT_NE(manager.ActiveDisplay(), nullptr);
         EXPECT_EQ(manager.ActiveDisplay()->Name(), m_server.Display());
-        EXPECT_EQ(manager.Displays().at(manager.ActiveDisplay())->Notify(), &m_controller);
+        EXPECT_EQ(manager.Displays().at(manager.ActiveDisplay()).endpoint->Notify(), &m_controller);
         auto init = m_server.Must("wait_init", "{\"client\": 1}");
         EXPECT_STREQ(init["message"]["hex"].GetString(), kInitIndicationHex);
         EXPECT_EQ(init["message"]["padded_length"].GetInt(), 12);
@@ -145,7 +145,7 @@ TEST_F(DMPManagerTest, AddAndRemoveReachTheController) {
                                         "password": "s3cret", "device_name": "C:", "display_name": "Drive C",
                                         "device_info": "fixed", "config": [["k", "v"], ["key2", ""]]})");
         WaitCalls(manager, 1);
-        auto* endpoint = manager.Displays().at(manager.ActiveDisplay());
+        auto* endpoint = manager.Displays().at(manager.ActiveDisplay()).endpoint.get();
         ASSERT_EQ(endpoint->Devices().size(), 1u);
         const DMPDevice& device = *endpoint->Devices().at(1);
         EXPECT_EQ(device.Uri(), "smb://pc1/C");
@@ -182,7 +182,7 @@ TEST_F(DMPManagerTest, DeviceRequestsFollowTheEndpointsRules) {
         m_server.Must("add_device", R"({"device_id": 5, "uri": "smb://h\u00e9/\u00c4", "user": "b\u00f6b",
                                         "password": {"hex": "61620063"}})");
         WaitCalls(manager, 5);
-        const auto& devices = manager.Displays().at(manager.ActiveDisplay())->Devices();
+        const auto& devices = manager.Displays().at(manager.ActiveDisplay()).endpoint->Devices();
         // The unparsable ones stay, also after a removal was asked for.
         ASSERT_EQ(devices.size(), 4u);
         EXPECT_EQ(devices.begin()->first, -1);
@@ -197,7 +197,7 @@ TEST_F(DMPManagerTest, DeviceRequestsFollowTheEndpointsRules) {
 TEST_F(DMPManagerTest, TruncatedAddRequestThrowsOutOfEventHandling) {
     Run([&](DMPManager& manager) {
         AddAndInit(manager);
-        PumpUntil(manager, [&] { return manager.Displays().begin()->second->IsInitialised(); });
+        PumpUntil(manager, [&] { return manager.Displays().begin()->second.endpoint->IsInitialised(); });
         m_server.Must("add_device", R"({"device_id": 5, "uri": "smb://h/s", "truncate": 20})");
         DMPDisplay* display = manager.ActiveDisplay();
         EXPECT_THROW(

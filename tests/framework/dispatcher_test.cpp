@@ -18,7 +18,7 @@ class PipeWaitable : public waitable::IWaitable {
 public:
     PipeWaitable() {
         EXPECT_EQ(pipe(m_fds), 0);
-        KivPosixFdWaitInit(&m_wait, KIV_WAIT_FD_READ, m_fds[0]);
+        EXPECT_EQ(KivPosixFdWaitInit(&m_wait, KIV_WAIT_FD_READ, m_fds[0]), KIV_OK);
     }
     ~PipeWaitable() override {
         close(m_fds[0]);
@@ -98,8 +98,8 @@ TEST_F(DispatcherTest, OneShotIsGoneAfterItsCallAndPersistentIsSuspendedDuringIt
 
 TEST_F(DispatcherTest, CallbacksRunInTheOrderFoundAfterTheWholeSetIsCollected) {
     KivTimer timer;
-    KivTimerInit(&timer);
-    KivTimerSetExpiry(&timer, 0);
+    EXPECT_EQ(KivTimerInit(&timer), KIV_OK);
+    EXPECT_EQ(KivTimerSetExpiry(&timer, 0), KIV_OK);
     a.Put();
     b.Put();
     dispatcher.AddWaitable(b, [&] { log.push_back("b"); });

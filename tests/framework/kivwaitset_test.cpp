@@ -25,7 +25,7 @@ struct Pipe {
 class KivWaitSetTest : public ::testing::Test {
 protected:
     // Entries live in the test bodies, so the set is never emptied after them.
-    void SetUp() override { KivWaitSetInit(&set); }
+    void SetUp() override { ASSERT_EQ(KivWaitSetInit(&set), KIV_OK); }
 
     // Waits and returns the reported entries.
     std::vector<KivWaitSetEntry*> Wait(uint64_t capacity = 8, KivStatus expected = KIV_OK,
@@ -38,15 +38,15 @@ protected:
     }
 
     void AddFd(KivPosixFdWait& wait, KivWaitSetEntry& entry, int fd, uint32_t kind = KIV_WAIT_FD_READ) {
-        KivPosixFdWaitInit(&wait, kind, fd);
+        EXPECT_EQ(KivPosixFdWaitInit(&wait, kind, fd), KIV_OK);
         ASSERT_EQ(KivWaitSetAdd(&set, &wait, &entry), KIV_OK);
     }
 
     void AddTimer(KivTimer& timer, KivWaitSetEntry& entry, uint64_t expiry, bool suspendOnReady = true) {
-        KivTimerInit(&timer);
-        KivTimerSetExpiry(&timer, expiry);
+        EXPECT_EQ(KivTimerInit(&timer), KIV_OK);
+        EXPECT_EQ(KivTimerSetExpiry(&timer, expiry), KIV_OK);
         ASSERT_EQ(KivWaitSetAdd(&set, &timer, &entry), KIV_OK);
-        KivWaitSetEntrySetSuspendOnReady(&entry, suspendOnReady);
+        EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&entry, suspendOnReady), KIV_OK);
     }
 
     KivWaitSet set;
@@ -61,7 +61,7 @@ TEST_F(KivWaitSetTest, EmptySetReturnsAtOnceAndUnknownKindsAreRefused) {
     EXPECT_EQ(KivWaitSetAdd(&set, &odd, &entry), KIV_BAD_KIND);
     EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
     KivTimer timer;
-    KivTimerInit(&timer);
+    EXPECT_EQ(KivTimerInit(&timer), KIV_OK);
     EXPECT_EQ(KivEventSet(&timer), KIV_BAD_KIND);
     EXPECT_EQ(KivEventUnset(&timer), KIV_BAD_KIND);
 }
@@ -89,21 +89,21 @@ TEST_F(KivWaitSetTest, SuspendOnReadyHidesEntryUntilResumed) {
     KivPosixFdWait wait;
     KivWaitSetEntry entry;
     AddFd(wait, entry, p.fds[0]);
-    KivWaitSetEntrySetSuspendOnReady(&entry, 1);
+    EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&entry, 1), KIV_OK);
     EXPECT_EQ(Wait().size(), 1u);
     EXPECT_TRUE(entry.suspended);
     // Still readable, but suspended: nothing is watched, so the wait returns without sleeping.
     EXPECT_TRUE(Wait().empty());
-    KivWaitSetEntryResume(&entry);
+    EXPECT_EQ(KivWaitSetEntryResume(&entry), KIV_OK);
     EXPECT_EQ(Wait().size(), 1u);
     // The same for an event: suspended, it goes to the end of its pool and the wait returns at once.
-    KivWaitSetEntrySuspend(&entry);
+    EXPECT_EQ(KivWaitSetEntrySuspend(&entry), KIV_OK);
     KivFastEvent event;
-    KivFastEventInit(&event);
+    EXPECT_EQ(KivFastEventInit(&event), KIV_OK);
     KivWaitSetEntry eventEntry;
     ASSERT_EQ(KivWaitSetAdd(&set, &event, &eventEntry), KIV_OK);
-    KivWaitSetEntrySetSuspendOnReady(&eventEntry, 1);
-    KivEventSet(&event);
+    EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&eventEntry, 1), KIV_OK);
+    EXPECT_EQ(KivEventSet(&event), KIV_OK);
     EXPECT_EQ(Wait().size(), 1u);
     EXPECT_EQ(set.eventPool.tail, &eventEntry);
     EXPECT_TRUE(Wait().empty());
@@ -116,7 +116,7 @@ TEST_F(KivWaitSetTest, FullArrayReturnsTwoAndKeepsTheRestForLater) {
     for (int i = 0; i < 3; ++i) {
         p[i].Put();
         AddFd(w[i], e[i], p[i].fds[0]);
-        KivWaitSetEntrySetSuspendOnReady(&e[i], 1);
+        EXPECT_EQ(KivWaitSetEntrySetSuspendOnReady(&e[i], 1), KIV_OK);
     }
     EXPECT_EQ(Wait(2, KIV_MORE), std::vector<KivWaitSetEntry*>({&e[0], &e[1]}));
     EXPECT_FALSE(e[2].suspended);
@@ -159,7 +159,7 @@ TEST_F(KivWaitSetTest, ResumedTimerGoesBackIntoExpiryOrder) {
     AddTimer(t1, e1, KivTimeNow() + 3600000 * kMs);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e0}));
     EXPECT_EQ(set.timerPool.tail, &e0);
-    KivWaitSetEntryResume(&e0);
+    EXPECT_EQ(KivWaitSetEntryResume(&e0), KIV_OK);
     EXPECT_EQ(set.timerPool.head, &e0);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&e0}));
     // Without suspend-on-ready a due timer stays due.
@@ -181,11 +181,11 @@ TEST_F(KivWaitSetTest, TimersAndReportedEntriesBoundTheWaitOnASilentDescriptor) 
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&timerEntry}));
     EXPECT_GE(KivTimeNow(), expiry);
     KivFastEvent event;
-    KivFastEventInit(&event);
+    EXPECT_EQ(KivFastEventInit(&event), KIV_OK);
     ASSERT_EQ(KivWaitSetAdd(&set, &event, &eventEntry), KIV_OK);
-    KivEventSet(&event);
+    EXPECT_EQ(KivEventSet(&event), KIV_OK);
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&eventEntry}));
-    KivEventUnset(&event);
+    EXPECT_EQ(KivEventUnset(&event), KIV_OK);
     EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
 }
 
@@ -204,8 +204,8 @@ TEST_F(KivWaitSetTest, SafeEventWakesTheWaitThroughItsPipe) {
     EXPECT_EQ(KivEventUnset(&event), KIV_OK);
     EXPECT_EQ(KivEventUnset(&event), KIV_OK); // empty pipe: EAGAIN counts as success
     EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
-    KivWaitSetRemove(&set, &entry);
-    KivEventTerminate(&event);
+    EXPECT_EQ(KivWaitSetRemove(&set, &entry), KIV_OK);
+    EXPECT_EQ(KivEventTerminate(&event), KIV_OK);
     EXPECT_EQ(event.readFd, -1);
 }
 
@@ -229,17 +229,17 @@ TEST_F(KivWaitSetTest, DescriptorBitsFollowTheActiveEntries) {
     AddFd(low, eLow, p.fds[0]);
     AddFd(high, eHigh, p.fds[1]);
     EXPECT_EQ(set.readPool.highest, p.fds[1]);
-    KivWaitSetRemove(&set, &eHigh);
+    EXPECT_EQ(KivWaitSetRemove(&set, &eHigh), KIV_OK);
     EXPECT_EQ(set.readPool.highest, p.fds[0]);
     EXPECT_FALSE(FD_ISSET(p.fds[1], &set.readPool.bits));
     // Two entries on one descriptor keep its bit while one is active.
     AddFd(low, second, p.fds[0]);
-    KivWaitSetEntrySuspend(&eLow);
+    EXPECT_EQ(KivWaitSetEntrySuspend(&eLow), KIV_OK);
     EXPECT_TRUE(FD_ISSET(p.fds[0], &set.readPool.bits));
-    KivWaitSetEntrySuspend(&second);
+    EXPECT_EQ(KivWaitSetEntrySuspend(&second), KIV_OK);
     EXPECT_FALSE(FD_ISSET(p.fds[0], &set.readPool.bits));
-    KivWaitSetRemove(&set, &eLow);
-    KivWaitSetRemove(&set, &second);
+    EXPECT_EQ(KivWaitSetRemove(&set, &eLow), KIV_OK);
+    EXPECT_EQ(KivWaitSetRemove(&set, &second), KIV_OK);
     EXPECT_EQ(set.readPool.highest, -1);
     EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
 }
@@ -249,12 +249,12 @@ TEST_F(KivWaitSetTest, EmptyingTakesEveryEntryOutOfEveryPool) {
     KivPosixFdWait read, write;
     KivTimer timer;
     KivFastEvent event;
-    KivFastEventInit(&event);
+    EXPECT_EQ(KivFastEventInit(&event), KIV_OK);
     KivWaitSetEntry e[4];
     AddFd(read, e[0], p.fds[0]);
     AddFd(write, e[1], p.fds[1], KIV_WAIT_FD_WRITE);
     AddTimer(timer, e[2], 0);
-    KivWaitSetAdd(&set, &event, &e[3]);
+    EXPECT_EQ(KivWaitSetAdd(&set, &event, &e[3]), KIV_OK);
     EXPECT_EQ(KivWaitSetGetSize(&set), 4u);
     EXPECT_EQ(KivWaitSetEmpty(&set), KIV_OK);
     EXPECT_EQ(KivWaitSetGetSize(&set), 0u);
@@ -269,9 +269,9 @@ using KivWaitSetDeathTest = KivWaitSetTest;
 
 TEST_F(KivWaitSetDeathTest, DescriptorOf1024Aborts) {
     KivPosixFdWait wait;
-    KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, 1024);
+    EXPECT_EQ(KivPosixFdWaitInit(&wait, KIV_WAIT_FD_READ, 1024), KIV_OK);
     KivWaitSetEntry entry;
-    EXPECT_DEATH(KivWaitSetAdd(&set, &wait, &entry), "pool: Assertion `fd < 1024' failed");
+    EXPECT_DEATH((void)KivWaitSetAdd(&set, &wait, &entry), "pool: Assertion `fd < 1024' failed");
     AddFd(wait, entry, 1023, KIV_WAIT_FD_EXCEPT);
 }
 

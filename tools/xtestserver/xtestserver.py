@@ -6,11 +6,14 @@ the agent sends afterwards, offers the XKPDEV extension (and BIG-REQUESTS), and
 is driven through a control socket that speaks JSON lines (see control.py).
 Every request and every message the clients send is recorded.
 
-Usage: xtestserver.py [--display N|auto] [--control PATH] [--record FILE]
+Usage: xtestserver.py [--display N|auto] [--displays COUNT] [--control PATH] [--record FILE]
                       [--tcp] [--no-xkpdev] [--no-bigreq] [--major N]
                       [--first-event N] [--modeswitch-row N] [--lifetime S]
                       [--watch-parent]
-Prints "READY :<n> <control path>" on standard output once both sockets listen.
+Prints "READY :<n> <control path>" on standard output once both sockets listen; with
+--displays COUNT the one process serves COUNT displays (numbers claimed from --display on, or
+automatically) and the second word lists them all, comma-separated (":41,:42,:43"). Client ids
+are shared by all displays; every client records the display it connected to.
 """
 
 import argparse
@@ -78,8 +81,9 @@ class Recorder:
 class XClient(asyncio.Protocol):
     """One X connection: setup, then requests in sequence order."""
 
-    def __init__(self, server):
+    def __init__(self, server, display):
         self.server = server
+        self.display = display
         self.id = server.next_client_id()
         self.buf = bytearray()
         self.transport = None
@@ -97,7 +101,7 @@ class XClient(asyncio.Protocol):
     def connection_made(self, transport):
         self.transport = transport
         self.server.clients[self.id] = self
-        self.server.record({"client": self.id, "dir": "connect"})
+        self.server.record({"client": self.id, "dir": "connect", "display": self.display})
         self.server.notify()
 
     def connection_lost(self, exc):
@@ -337,6 +341,7 @@ class Server:
         for i, ch in enumerate("qwertyuiop"):
             self.keysyms[24 + i] = [ord(ch), ord(ch.upper())]
         self.display = None
+        self.displays = []
         self.paths = []
         self.stop = asyncio.Event()
 
@@ -376,8 +381,15 @@ class Server:
             os.chmod("/tmp/.X11-unix", 0o1777)
         except OSError:
             pass
-        candidates = range(40, 400) if self.args.display == "auto" else [int(self.args.display)]
+        first = int(self.args.display) if self.args.display != "auto" else None
+        if first is not None and self.args.displays == 1:
+            candidates = [first]
+        else:
+            start = 40 if first is None else first
+            candidates = range(start, start + 360 + self.args.displays)
         for n in candidates:
+            if n in self.displays:
+                continue
             lock = "/tmp/.X%d-lock" % n
             path = "/tmp/.X11-unix/X%d" % n
             try:
@@ -389,9 +401,11 @@ class Server:
             if os.path.exists(path):
                 os.unlink(lock)
                 continue
-            self.display = n
-            self.paths = [lock, path]
-            return path
+            if self.display is None:
+                self.display = n
+            self.displays.append(n)
+            self.paths += [lock, path]
+            return n, path
         raise SystemExit("xtestserver: no free display number")
 
     def cleanup(self):
@@ -403,11 +417,13 @@ class Server:
 
     async def run(self):
         loop = asyncio.get_running_loop()
-        xpath = self.claim_display()
-        servers = [await loop.create_unix_server(lambda: XClient(self), xpath)]
-        if self.args.tcp:
-            servers.append(await loop.create_server(lambda: XClient(self), "127.0.0.1",
-                                                    6000 + self.display))
+        servers = []
+        for _ in range(self.args.displays):
+            n, xpath = self.claim_display()
+            servers.append(await loop.create_unix_server(lambda n=n: XClient(self, n), xpath))
+            if self.args.tcp:
+                servers.append(await loop.create_server(lambda n=n: XClient(self, n), "127.0.0.1",
+                                                        6000 + n))
         control = self.args.control or "/tmp/xtestserver-%d.sock" % self.display
         if os.path.exists(control):
             os.unlink(control)
@@ -415,7 +431,7 @@ class Server:
         self.paths.append(control)
         for sig in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
             loop.add_signal_handler(sig, self.stop.set)
-        print("READY :%d %s" % (self.display, control), flush=True)
+        print("READY %s %s" % (",".join(":%d" % n for n in self.displays), control), flush=True)
         if self.args.lifetime:
             loop.call_later(self.args.lifetime, self.stop.set)
         if self.args.watch_parent:
@@ -479,15 +495,19 @@ class Server:
         return c
 
     async def cmd_info(self):
-        return {"display": self.display, "xkpdev": self.xkpdev, "bigreq": self.bigreq,
+        return {"display": self.display, "displays": self.displays, "xkpdev": self.xkpdev, "bigreq": self.bigreq,
                 "major": self.xkpdev_major, "first_event": self.first_event,
                 "modeswitch_row": self.modeswitch_row, "modeswitch_keycode": MODESWITCH_KEYCODE,
                 "pending": len(self.pending)}
 
     async def cmd_clients(self):
-        return {"clients": [{"client": c.id, "closed": c.closed, "requests": c.requests,
-                             "messages": len(c.messages), "bigreq": c.bigreq}
-                            for c in self.clients.values()]}
+        return {"clients": [self._client_entry(c) for c in self.clients.values()]}
+
+    @staticmethod
+    def _client_entry(c):
+        return {"client": c.id, "display": c.display, "closed": c.closed, "requests": c.requests,
+                "messages": len(c.messages), "bigreq": c.bigreq,
+                "init_t": c.messages[0]["t"] if c.messages else None}
 
     async def cmd_set(self, xkpdev=None, bigreq=None, fail_unknown_id=None):
         if xkpdev is not None:
@@ -518,6 +538,13 @@ class Server:
                     raise ValueError("client %d closed" % c.id)
                 await self.wait_change(deadline)
         return {"client": c.id, "message": c.messages[0]}
+
+    async def cmd_wait_inits(self, count=1, timeout=10.0):
+        """Waits until `count` clients have sent their first message; returns every client."""
+        deadline = time.monotonic() + timeout
+        while sum(1 for c in self.clients.values() if c.messages) < count:
+            await self.wait_change(deadline)
+        return await self.cmd_clients()
 
     async def cmd_wait_messages(self, client=None, count=1, timeout=10.0):
         c = self.client(client)
@@ -660,6 +687,7 @@ class Server:
 def main():
     ap = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     ap.add_argument("--display", default="auto")
+    ap.add_argument("--displays", type=int, default=1)
     ap.add_argument("--control")
     ap.add_argument("--record")
     ap.add_argument("--tcp", action="store_true")
@@ -671,6 +699,8 @@ def main():
     ap.add_argument("--lifetime", type=float, default=0)
     ap.add_argument("--watch-parent", action="store_true")
     args = ap.parse_args()
+    if not 1 <= args.displays <= 1000:
+        ap.error("--displays must be between 1 and 1000")
     server = Server(args)
     try:
         asyncio.run(server.run())

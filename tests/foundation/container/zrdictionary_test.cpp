@@ -105,7 +105,7 @@ TEST(ZrDictionary, FlushForgetsOrDestroysPairsAndKeepsBuckets) {
     std::vector<Pair*> mine;
     for (int i = 0; i < 20; ++i) {
         mine.push_back(new Pair(Key(i), i));
-        dict.Insert(mine.back());
+        ASSERT_TRUE(dict.Insert(mine.back()));
     }
     dict.Flush(false);
     EXPECT_EQ(dict.Count(), 0u);
@@ -134,8 +134,8 @@ TEST(ZrDictionary, AcceptsNarrowKeysAndOwningPairs) {
         for (int i = 0; i < 30; ++i) {
             std::string name = "n";
             name += std::to_string(i);
-            dict.Insert(new ZrDIAssocOwnsMemory<ZrCString, Counted>(ZrCString(name.c_str()),
-                                                                    std::make_unique<Counted>(&alive)));
+            ASSERT_TRUE(dict.Insert(new ZrDIAssocOwnsMemory<ZrCString, Counted>(
+                ZrCString(name.c_str()), std::make_unique<Counted>(&alive))));
         }
         EXPECT_EQ(alive, 30);
         auto* p = dict.Find(ZrCString("n7"));

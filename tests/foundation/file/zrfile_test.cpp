@@ -70,6 +70,14 @@ TEST_F(ZrFileTest, NamesReachTheSystemAsUtf8AndModeFollowsLinks) {
     ASSERT_TRUE(ZrFile::Mode(Path("My WEX Drives \xc3\xa9"), mode));
     EXPECT_EQ(mode & 0777, 0640u);
     EXPECT_FALSE(ZrFile::Mode(Path("missing"), mode));
+    EXPECT_TRUE(ZrFile::OthersMayRead(Path("secret")));
+    for (mode_t readable : {0604, 0040}) {
+        ASSERT_EQ(chmod((dir + "/secret").c_str(), readable), 0);
+        EXPECT_TRUE(ZrFile::OthersMayRead(Path("secret"))) << readable;
+    }
+    ASSERT_EQ(chmod((dir + "/secret").c_str(), 0733), 0);
+    EXPECT_FALSE(ZrFile::OthersMayRead(Path("secret")));
+    EXPECT_FALSE(ZrFile::OthersMayRead(Path("missing")));
 }
 
 TEST(ZrEnvironment, DistinguishesUnsetFromEmpty) {

@@ -15,7 +15,7 @@ TEST(ZrUserDatabaseTest, AgreesWithTheCLibrary) {
     const passwd* record = getpwuid(geteuid());
     ASSERT_NE(record, nullptr) << "the test account has no database entry";
     ZrUserEntry entry, byName;
-    ASSERT_TRUE(ZrUserDatabaseIterator::Find(static_cast<uint32_t>(geteuid()), entry));
+    ASSERT_TRUE(ZrUserDatabaseIterator::Find(ZrUserDatabaseIterator::EffectiveUserId(), entry));
     EXPECT_EQ(entry.name.AsUtf8(), record->pw_name);
     EXPECT_EQ(entry.home.AsUtf8(), record->pw_dir);
     EXPECT_EQ(entry.shell.AsUtf8(), record->pw_shell);

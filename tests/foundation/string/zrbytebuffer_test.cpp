@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(ZrByteBufferGrowth, ExtendKeepsAnEighthPlusSixteenInSixteenByteSteps) {
+TEST(ZrByteBufferGrowth, ExtendKeepsAnEighthPlusSixteenAndAppendGrowsOnReachingCapacity) {
     struct Row {
         uint64_t length;
         bool setLength;
@@ -29,9 +29,7 @@ TEST(ZrByteBufferGrowth, ExtendKeepsAnEighthPlusSixteenInSixteenByteSteps) {
         EXPECT_EQ(rep.m_capacity, row.capacity) << row.length;
         EXPECT_EQ(rep.m_length, row.setLength ? row.length : 0u);
     }
-}
-
-TEST(ZrByteBufferGrowth, AppendReallocatesOnlyWhenReachingCapacity) {
+    // Append reallocates only on reaching the capacity.
     ZrByteBuffer buffer;
     unsigned char byte = 7;
     buffer.Append(&byte, 1); // 0 + 1 >= 0: extend(1) -> capacity 16

@@ -13,30 +13,22 @@ std::string Text(const ZrByteBuffer& bytes) {
     return std::string(reinterpret_cast<const char*>(bytes.Data()), bytes.Length());
 }
 
+// clang-format off
 const struct {
     const char* encoded;
     const char* decoded;
 } kDecodeCases[] = {
     // RFC 4648 section 10 test vectors.
-    {"", ""},
-    {"Zg==", "f"},
-    {"Zm8=", "fo"},
-    {"Zm9v", "foo"},
-    {"Zm9vYg==", "foob"},
-    {"Zm9vYmE=", "fooba"},
+    {"", ""}, {"Zg==", "f"}, {"Zm8=", "fo"}, {"Zm9v", "foo"}, {"Zm9vYg==", "foob"}, {"Zm9vYmE=", "fooba"},
     {"Zm9vYmFy", "foobar"},
     // Missing padding: whole bytes are still recovered, a lone trailing digit is dropped.
-    {"Zm9vYg", "foob"},
-    {"Zm9vY", "foo"},
+    {"Zm9vYg", "foob"}, {"Zm9vY", "foo"},
     // Characters outside the alphabet are skipped, so line breaks and spaces do no harm.
-    {"Zm9v\nYmFy", "foobar"},
-    {" Zm 9v ", "foo"},
-    // Decoding stops at the first padding character.
-    {"Zg==Zm9v", "f"},
-    {"=Zm9v", ""},
-    // Nothing decodable at all.
-    {"!!!!", ""},
+    {"Zm9v\nYmFy", "foobar"}, {" Zm 9v ", "foo"},
+    // Decoding stops at the first padding character; nothing decodable at all.
+    {"Zg==Zm9v", "f"}, {"=Zm9v", ""}, {"!!!!", ""},
 };
+// clang-format on
 
 TEST(ZrBase64Test, DecodesWithProgramAlphabet) {
     for (const auto& c : kDecodeCases) {

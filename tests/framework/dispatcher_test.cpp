@@ -237,14 +237,4 @@ TEST_F(DispatcherTest, AddingAnUnknownKindThrowsItsStatus) {
     EXPECT_EQ(dispatcher.Count(), 0u);
 }
 
-// Registering without a current dispatcher, or removing no registration, is a programmer error.
-TEST(DispatcherDeathTest, MisuseAborts) {
-    PipeWaitable a;
-    EXPECT_DEATH(dispatch::Dispatch(a, [] {}), "Assertion `Dispatcher::Get\\(\\)' failed");
-    EXPECT_DEATH(dispatch::Undispatch(a),
-                 "framework/dispatch/dispatch: Assertion `Dispatcher::Get\\(\\)' failed");
-    dispatch::QExecutorDispatcher dispatcher;
-    EXPECT_DEATH(dispatcher.Remove(nullptr), "dispatcherbase: Assertion `pEntry' failed");
-}
-
 } // namespace

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -155,17 +157,31 @@ TEST(Socket, AddressInUseIsRetriedOnlyWhenAsked) {
     EXPECT_FALSE(second.Bind(holder.address, ZrSocket::datagram, false, 1, true));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "A socket is still in use, attempting 1 retries....\n");
 
-    // The holder goes away during the wait: the second attempt binds.
+    // The holder goes away once the first attempt has failed, which its line on the error stream shows:
+    // a retry then binds. Nothing is timed, so a slow machine cannot change the outcome.
     ZrSocket third;
+    int pipeFds[2];
+    ASSERT_EQ(pipe(pipeFds), 0);
+    std::fflush(stderr);
+    const int savedErr = dup(2);
+    dup2(pipeFds[1], 2);
+    close(pipeFds[1]);
+    std::string seen;
     std::thread release([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        char c;
+        while (seen.find("retries...") == std::string::npos && read(pipeFds[0], &c, 1) == 1)
+            seen += c;
         holder.socket.Close();
     });
-    testing::internal::CaptureStderr();
     bool bound = third.Bind(holder.address, ZrSocket::datagram, false, 3, true);
+    dup2(savedErr, 2); // closes the pipe's last writer, so the reader above cannot wait forever
+    close(savedErr);
     release.join();
+    for (char c; read(pipeFds[0], &c, 1) == 1;)
+        seen += c;
+    close(pipeFds[0]);
     EXPECT_TRUE(bound);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A socket is still in use, attempting 3 retries...\n");
+    EXPECT_EQ(seen, "A socket is still in use, attempting 3 retries...\n");
 }
 
 TEST(Socket, LocalPathsBindAndConnect) {

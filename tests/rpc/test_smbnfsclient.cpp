@@ -90,9 +90,12 @@ TEST_F(SMBNFSClientTest, DisplayCallsCarryUnixCredentialsAndVerifier) {
 
 // One row per way the server can answer; each gives its text to the caller.
 TEST_F(SMBNFSClientTest, AnswersGiveTheirTexts) {
+    // 30 bytes of reply around an error text of n units: 4081 fill the 8192-byte receive area exactly;
+    // one more is cut off before the terminating unit and no longer decodes.
+    const std::string fits(4081, 'x'), cut(4082, 'x');
     struct Row {
-        const char* mode;
-        const char* expected;
+        std::string mode;
+        std::string expected;
     } rows[] = {
         {R"({"cmd":"mode","proc":102,"mode":"error","text":"Server busy","count":1})", "Server busy"},
         {R"({"cmd":"mode","proc":102,"mode":"garbage","garbage":3,"count":1})", ""},
@@ -105,20 +108,29 @@ TEST_F(SMBNFSClientTest, AnswersGiveTheirTexts) {
         {R"({"cmd":"mode","proc":102,"mode":"refuse","status":4,"count":1})",
          "The request was refused by the server"},
         {R"({"cmd":"mode","proc":102,"mode":"undecodable","count":1})", "Unable to decode return packet"},
+        {R"({"cmd":"mode","proc":102,"mode":"error","count":1,"text":")" + fits + "\"}", fits},
+        {R"({"cmd":"mode","proc":102,"mode":"error","count":1,"text":")" + cut + "\"}",
+         "Unable to decode return packet"},
     };
     ZrSMBNFSClient client(sim.Address(), 5);
     for (const Row& row : rows) {
         Mode(row.mode);
-        EXPECT_EQ(client.SetConfig("u", "[k={(v)}]\n").AsUtf8(), row.expected) << row.mode;
+        EXPECT_EQ(client.SetConfig("u", "[k={(v)}]\n").AsUtf8(), row.expected) << row.mode.substr(0, 80);
     }
     // Every mode was used once; the next call succeeds again.
     EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
 }
 
-TEST_F(SMBNFSClientTest, SilentServerTimesOutWithTheTwoLineText) {
-    Mode(R"({"cmd":"mode","proc":102,"mode":"silent"})");
+TEST_F(SMBNFSClientTest, TimeOutStartsAgainAfterEachUnusableDatagram) {
+    // Garbage after 0.6 s, the reply 0.7 s later: past the first time-out, within the second.
+    Mode(R"({"cmd":"mode","proc":102,"mode":"garbage","delay":0.6,"gap":0.7,"count":1})");
     ZrSMBNFSClient client(sim.Address(), 1);
     auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
+
+    Mode(R"({"cmd":"mode","proc":102,"mode":"silent"})");
+    start = std::chrono::steady_clock::now();
     EXPECT_EQ(client.SetConfig("u", "").AsUtf8(),
               "Connection timed out while contacting the server\nCheck the server is running");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));

@@ -47,9 +47,13 @@ TEST(SMBNFSRecords, RequestsCarryTheirCommandsText) {
 
 TEST(SMBNFSRecords, StringsAreLittleEndianUnitsWithOneZeroUnit) {
     ZrSMBNFSRequest request(kSMBNFSSetConfig);
-    request.user(ZrUniString(u"\u00e9\u20ac"));
-    EXPECT_EQ(Packed(request), (Bytes{0, 0, 0, 102, 0xE9, 0, 0xAC, 0x20, 0, 0, 0, 0}))
-        << "a config never given is the zero unit alone";
+    request.user(ZrUniString(u"\u00e9\u0100\u4e00"));
+    const Bytes bytes{0, 0, 0, 102, 0xE9, 0, 0, 1, 0, 0x4E, 0, 0, 0, 0};
+    EXPECT_EQ(Packed(request), bytes) << "a config never given is the zero unit alone";
+    // Units whose low byte is zero do not end the text: only the zero unit does.
+    ZrSMBNFSRequest back;
+    ASSERT_TRUE(ReadAll(back, bytes));
+    EXPECT_EQ(back.user().Text(), ZrUniString(u"\u00e9\u0100\u4e00"));
     ZrControlString other(ZrUniString("ab"), kZrEncodingUtf8);
     ZrSMBNFSRequest narrow(kSMBNFSGetConfig);
     narrow.user(other);

@@ -23,7 +23,8 @@ Modes (per procedure, "proc": 101..106, or "*" for all):
   refuse       accepted with accept status "status" (default 1 = program unavailable)
   undecodable  accepted success whose result data does not decode as a control response
   display      105 only: result 2 with the display name "display" (the display is still registered)
-Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying), "count"
+Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying), "gap"
+(seconds between the datagrams of one answer, e.g. a garbage datagram and the reply), "count"
 (apply to this many calls, then fall back to ok).
 
 Commands (one JSON object per line on the control socket; every one is answered with one line,
@@ -305,6 +306,7 @@ class Simulator:
         rec = {"seq": len(self.calls) + 1, "t_ns": time.monotonic_ns(), "from": "%s:%d" % sender,
                "error": None, "reply": "none"}
         replies = []
+        mode, request_mode = None, False
         try:
             r = Reader(data)
             xid = rec["xid"] = r.u32()
@@ -340,14 +342,17 @@ class Simulator:
                 replies.append(reply_accepted(xid, 4))
             if request is not None:
                 rec["request"] = request
-                mode = self.mode_for(proc)
+                mode, request_mode = self.mode_for(proc), True
                 rec["mode"] = mode["mode"]
                 delay = float(mode.get("delay", 0))
                 if delay > 0:  # sleep(0) would still give up the processor on every call
                     time.sleep(delay)
                 replies += self.answer(proc, xid + int(mode.get("xid_delta", 0)), request, mode, rec)
         self.log(rec)
-        for datagram in replies:
+        gap = float(mode.get("gap", 0)) if request_mode else 0
+        for i, datagram in enumerate(replies):
+            if i and gap > 0:
+                time.sleep(gap)
             udp.sendto(datagram, sender)
 
     @staticmethod

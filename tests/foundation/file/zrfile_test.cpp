@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -17,7 +18,10 @@ protected:
         ASSERT_NE(mkdtemp(pattern), nullptr);
         dir = pattern;
     }
-    void TearDown() override { std::system(("rm -rf '" + dir + "'").c_str()); }
+    void TearDown() override {
+        std::error_code ignored; // a left-over temporary folder fails no test
+        std::filesystem::remove_all(dir, ignored);
+    }
     ZrUniString Path(const std::string& name) const { return ZrUniString((dir + "/" + name).c_str()); }
     void Write(const std::string& name, const std::string& bytes) const {
         std::ofstream(dir + "/" + name, std::ios::binary) << bytes;

@@ -5,10 +5,11 @@ import os
 import pwd
 import re
 import signal
+import subprocess
 import time
 import unittest
 
-from peers import Peers, wait_for
+from peers import AGENT, Peers, wait_for
 
 USER = pwd.getpwuid(os.geteuid()).pw_name
 BASE = "nfsserver/shares/smb/%s/" % USER
@@ -22,10 +23,10 @@ def keys_of(config_text):
 
 
 class AgentTest(unittest.TestCase):
-    fs_modes = ()
+    displays = 1
 
     def setUp(self):
-        self.peers = Peers(fs_modes=self.fs_modes)
+        self.peers = Peers(self.displays)
         self.addCleanup(self.peers.close)
 
     def add(self, device_id, uri, user=ALICE, password=SECRET):
@@ -43,8 +44,37 @@ class AgentTest(unittest.TestCase):
 
     def close_display(self):
         """Drops the agent's display connection and returns how the agent ended: (rc, out, err)."""
+        self.peers.wait_agent_idle()
         self.peers.x.call("close_client")
         return self.peers.finish_agent()
+
+
+class CommandLine(unittest.TestCase):
+    USAGE = b"Usage: kpatdmcl --dmpdisplay <display> [--servercfg <config>] [--delay <seconds>]\n"
+
+    def run_agent(self, *args):
+        start = time.monotonic()
+        p = subprocess.run([AGENT, *args], capture_output=True, timeout=20)
+        return p.returncode, p.stdout, p.stderr, time.monotonic() - start
+
+    def test_usage_errors_print_their_text_and_the_usage_line(self):
+        for args, message in [
+                ([], b"No arguments were specified\n"),
+                (["--display", ":1"], b"Unknown argument: --display\n"),  # the first argument before the count
+                (["--DMPDISPLAY", ":1"], b"Unknown argument: --DMPDISPLAY\n"),
+                (["--dmpdisplay"], b"The wrong number of arguments were used: 1\n"),
+                (["--dmpdisplay", ":1", "--delay"], b"The wrong number of arguments were used: 3\n"),
+                (["--dmpdisplay", ":1"] + ["a"] * 6, b"The wrong number of arguments were used: 8\n")]:
+            self.assertEqual(self.run_agent(*args)[:3], (1, b"", message + self.USAGE), args)
+        rc, out, err, _ = self.run_agent(b"--\xff\xfe")
+        self.assertEqual((rc, out), (1, b""))
+        self.assertTrue(err.startswith(b"Unknown argument: "), err)
+
+    def test_delay_takes_the_leading_number(self):
+        # A configuration file that does not exist ends the run right after the option scan.
+        for value, slept in (("1x", True), ("0", False), ("abc", False), ("-3", False), ("", False)):
+            took = self.run_agent("--dmpdisplay", ":1", "--delay", value, "--servercfg", "/nonexistent/kp.prf")[3]
+            self.assertEqual(took >= 1.0, slept, value)
 
 
 class ConfigurationFailures(AgentTest):
@@ -63,16 +93,10 @@ class ConfigurationFailures(AgentTest):
                 ({"nfsserver/user/symlinkdir": ["a", "b"]}, [], "Invalid symlink dir: nfsserver/user/symlinkdir")]:
             self.expect_exit(self.peers.config(overrides, omit), 3, 'Failed while parsing server config: "%s"\n' % text)
 
-    def test_unparsable_and_unreadable_files(self):
+    def test_unreadable_file_and_connection_settings(self):
         p = self.peers
-        rc, _, err = p.run_agent(config=p.config(extra="[k]"))
-        self.assertEqual(rc, 3)
-        self.assertTrue(err.startswith('Failed while parsing server config: "Error: '), err)
         missing = os.path.join(p.dir, "missing.prf")
         self.expect_exit(missing, 3, 'Failed to open personal configuration file: "%s"\n' % missing)
-
-    def test_connection_settings(self):
-        p = self.peers
         self.expect_exit(p.config({"nfsserver/mount/realserver": ["no-such-host.invalid"]}), 2,
                          'Unable to work out server\'s IP address: "no-such-host.invalid"\n')
         for port in ("0", "abc", "65536"):
@@ -115,10 +139,11 @@ class Drives(AgentTest):
         self.set_configs(1)
         self.add(2, "smb://pc1/C")  # same drive: host differs only in case
         self.add(3, "smb://pc1/c")  # a share differing in case is another drive
-        configs = self.set_configs(2)
-        time.sleep(0.3)
-        self.assertEqual(len(self.peers.calls(102)), 2)
+        self.add(4, "smb://pc2/E")  # handled after the others: its call comes last
+        configs = self.set_configs(3)
         self.assertIn(BASE + "pc1/c/winname", configs[1])
+        self.assertIn(BASE + "pc2/E/winname", configs[2])
+        self.assertEqual(len(self.peers.calls(102)), 3)
 
     def test_removing_drives(self):
         self.start()
@@ -176,29 +201,23 @@ class Drives(AgentTest):
         self.assertEqual(rc, 143)
 
     def test_existing_entries_where_the_link_goes_are_kept(self):
-        link = self.peers.link()
-        with open(link, "w") as f:
-            f.write("mine")
-        self.start()
-        self.add(1, "smb://pc1/C")
-        self.set_configs(1)
-        self.close_display()
-        self.assertTrue(os.path.isfile(link) and not os.path.islink(link), "a regular file is never touched")
-
-    def test_dangling_link_is_kept_then_removed(self):
-        link = self.peers.link()
-        os.symlink("/nowhere/else", link)
-        self.start()
-        self.add(1, "smb://pc1/C")
-        self.set_configs(1)
-        self.assertEqual(os.readlink(link), "/nowhere/else")
-        self.close_display()
-        self.assertFalse(os.path.lexists(link))
+        for i, (make, check) in enumerate([(lambda l: open(l, "w").close(), lambda l: os.path.isfile(l) and not os.path.islink(l)),
+                            (lambda l: os.symlink("/nowhere/else", l), lambda l: not os.path.lexists(l))]):
+            if i:
+                self.setUp()
+            link = self.peers.link()
+            make(link)
+            self.start()
+            self.add(1, "smb://pc1/C")
+            self.set_configs(1)
+            self.assertFalse(os.path.islink(link) and os.readlink(link) != "/nowhere/else", "never replaced")
+            self.close_display()
+            self.assertTrue(check(link), "a regular file is never touched; a dangling link goes at the end")
 
 
 class ServerReplies(AgentTest):
     def test_reply_starting_with_s_is_printed_as_it_is(self):
-        self.peers.fs.call(cmd="mode", proc=102, mode="error", text="Server busy")
+        self.peers.fs.call("mode", proc=102, mode="error", text="Server busy")
         self.start()
         self.add(1, "smb://pc1/C")
         self.add(2, "smb://pc1/D")
@@ -208,7 +227,7 @@ class ServerReplies(AgentTest):
         self.assertTrue(out.startswith("Server busyServer busy"), out)
 
     def test_refusal_ends_with_exit_4(self):
-        self.peers.fs.call(cmd="mode", proc=102, mode="error", text="error")
+        self.peers.fs.call("mode", proc=102, mode="error", text="error")
         self.start()
         self.add(1, "smb://pc1/C")
         rc, out, err = self.peers.finish_agent()
@@ -216,7 +235,7 @@ class ServerReplies(AgentTest):
         self.assertEqual(self.peers.calls(106), [], "no clean-up after a refusal")
 
     def test_silent_server_times_out(self):
-        self.peers.fs.call(cmd="mode", proc=102, mode="silent")
+        self.peers.fs.call("mode", proc=102, mode="silent")
         self.start()
         self.add(1, "smb://pc1/C")
         rc, out, err = self.peers.finish_agent()
@@ -225,7 +244,7 @@ class ServerReplies(AgentTest):
         self.assertEqual(err.count("\n"), 2, "the time-out explanation takes two lines: " + err)
 
     def test_refused_registration_ends_quietly(self):
-        self.peers.fs.call(cmd="mode", proc=105, mode="error", text="no")
+        self.peers.fs.call("mode", proc=105, mode="error", text="no")
         rc, out, err = self.peers.run_agent()
         self.assertEqual((rc, out, err), (0, "", ""))
         self.assertEqual([c["proc"] for c in self.peers.calls()], [105])
@@ -244,13 +263,11 @@ class ServerReplies(AgentTest):
 
 
 class SecondDisplay(AgentTest):
-    def setUp(self):
-        self.peers = Peers(displays=2)
-        self.addCleanup(self.peers.close)
+    displays = 2
 
     def test_register_reply_with_result_2_opens_another_display(self):
         self.start()
-        self.peers.fs.call(cmd="push", proc=105, result=2, display=self.peers.displays[1], error="")
+        self.peers.fs.call("push", proc=105, result=2, display=self.peers.displays[1], error="")
         self.peers.controls[1].call("wait_client", count=1, timeout=10)
 
 

@@ -11,7 +11,7 @@ import sys
 import tempfile
 import time
 
-SOURCE_DIR = os.environ.get("KP_SOURCE_DIR", os.path.abspath(os.path.join(os.path.dirname(__file__), "../../..")))
+SOURCE_DIR = os.environ.get("KP_SOURCE_DIR", os.path.abspath(os.path.join(os.path.dirname(__file__), "../..")))
 AGENT = os.environ.get("KPATDMCL_BIN", os.path.join(SOURCE_DIR, "build/bin/kpatdmcl"))
 sys.path.insert(0, os.path.join(SOURCE_DIR, "tools/xtestserver"))
 from control import Control  # noqa: E402
@@ -27,30 +27,10 @@ def wait_for(predicate, timeout=10.0, what="condition"):
     raise AssertionError("timed out waiting for " + what)
 
 
-class JsonLineSocket:
-    def __init__(self, path):
-        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.sock.settimeout(20)
-        self.sock.connect(path)
-        self.file = self.sock.makefile("rwb")
-
-    def call(self, **command):
-        self.file.write((json.dumps(command) + "\n").encode())
-        self.file.flush()
-        reply = json.loads(self.file.readline())
-        if not reply.get("ok"):
-            raise AssertionError("%s failed: %s" % (command, reply))
-        return reply
-
-    def close(self):
-        self.file.close()
-        self.sock.close()
-
-
 class Peers:
     """A temporary folder with a display server, a simulator, a home directory and a configuration."""
 
-    def __init__(self, fs_modes=(), displays=1):
+    def __init__(self, displays=1):
         self.dir = tempfile.mkdtemp(prefix="kp-e2e-")
         self.home = os.path.join(self.dir, "home")
         os.mkdir(self.home)
@@ -71,30 +51,24 @@ class Peers:
         self.display = self.displays[0]
         port_file = os.path.join(self.dir, "port")
         fs_sock = os.path.join(self.dir, "fs.sock")
-        args = [sys.executable, os.path.join(SOURCE_DIR, "tools/fssim/fssim.py"), "--port-file", port_file,
-                "--control", fs_sock]
-        for mode in fs_modes:
-            args += ["--mode", mode]
-        self.procs.append(subprocess.Popen(args, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+        self.procs.append(subprocess.Popen([sys.executable, os.path.join(SOURCE_DIR, "tools/fssim/fssim.py"),
+                                            "--port-file", port_file, "--control", fs_sock],
+                                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         wait_for(lambda: os.path.exists(port_file) and os.path.exists(fs_sock), what="simulator")
         with open(port_file) as f:
             self.port = int(f.read())
-        self.fs = JsonLineSocket(fs_sock)
+        self.fs = Control(fs_sock)  # the simulator answers the same JSON lines
         self.agent = None
 
-    def config(self, overrides=None, omit=(), extra=""):
-        values = {
-            "nfsserver/mount/port": [str(self.port)],
-            "nfsserver/mount/realserver": ["127.0.0.1"],
-            "nfsserver/client/timeout": ["1"],
-            "nfsserver/mount/mountpoint": ["/srv/mnt"],
-            "nfsserver/user/symlinkdir": [self.home],
-        }
+    def config(self, overrides=None, omit=()):
+        values = {"nfsserver/mount/port": [str(self.port)], "nfsserver/mount/realserver": ["127.0.0.1"],
+                  "nfsserver/client/timeout": ["1"], "nfsserver/mount/mountpoint": ["/srv/mnt"],
+                  "nfsserver/user/symlinkdir": [self.home]}
         values.update(overrides or {})
         text = "".join("[%s={%s}]\n" % (k, "".join("(%s)" % x for x in v)) for k, v in values.items() if k not in omit)
         path = os.path.join(self.dir, "client.prf")
         with open(path, "w") as f:
-            f.write(text + extra)
+            f.write(text)
         return path
 
     def start_agent(self, config=None, display=None, env=None):
@@ -110,6 +84,28 @@ class Peers:
         out, err = proc.communicate(timeout=timeout)
         return proc.returncode, out.decode(), err.decode()
 
+    def wait_agent_idle(self):
+        """Waits until the agent blocks in its event wait with nothing left to do. Closing the display
+        while it is still busy with X races Xlib's own reading: Xlib would see the end of the connection
+        first and end the process through its I/O-error path (exit 1) instead of the loop's (exit 0)."""
+        path = "/proc/%d/syscall" % self.agent.pid
+        pselect = {"x86_64": "270", "aarch64": "72"}.get(os.uname().machine)
+
+        def syscall():
+            try:
+                with open(path) as f:
+                    return f.read().split(" ", 1)[0]
+            except OSError:
+                return None
+
+        def blocked():
+            return syscall() == pselect
+        if pselect is None or syscall() is None:  # another processor, or /proc hides it: best effort
+            time.sleep(0.2)
+            return
+        # Twice in a row: a zero time-out poll between two handling turns is a pselect too.
+        wait_for(lambda: blocked() and not time.sleep(0.05) and blocked(), what="agent idle in its wait")
+
     def finish_agent(self, timeout=20):
         out, err = self.agent.communicate(timeout=timeout)
         return self.agent.returncode, out.decode(), err.decode()
@@ -120,14 +116,14 @@ class Peers:
         self.x.call("send_init")
 
     def calls(self, proc=None):
-        calls = self.fs.call(cmd="calls")["calls"]
+        calls = self.fs.call("calls")["calls"]
         return [c for c in calls if proc is None or c["proc"] == proc]
 
     def wait_calls(self, proc, count):
         return wait_for(lambda: len(self.calls(proc)) >= count and self.calls(proc), what="%d calls of %d" % (count, proc))
 
     def state(self):
-        return self.fs.call(cmd="state")
+        return self.fs.call("state")
 
     def link(self):
         return os.path.join(self.home, "My WEX Drives")

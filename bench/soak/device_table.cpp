@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 namespace {
@@ -28,10 +29,10 @@ long AnonKiB() {
 
 using Record = ClientWrapper::DeviceRecord;
 
-void Cycle(ZrDList<Record>& table, int i) {
-    const uint32_t slot =
-        table.InsertNonConst(Record{ZrUniString("pc1"), ZrUniString(std::to_string(i).c_str()),
-                                    ZrUniString("user"), ZrUniString("password")});
+void Cycle(ClientWrapper::DeviceTable& table, int i) {
+    const uint32_t slot = table.InsertNonConst(
+        std::make_unique<Record>(Record{ZrUniString("pc1"), ZrUniString(std::to_string(i).c_str()),
+                                        ZrUniString("user"), ZrUniString("password")}));
     (void)table.RemoveAt(slot); // the slot was just filled
 }
 
@@ -44,9 +45,9 @@ int main(int argc, char** argv) {
     }
     const int cycles = std::atoi(argv[1]);
     const int warmup = std::atoi(argv[2]);
-    ZrDList<Record> table{10}; // the agent's step
-    (void)table.InsertNonConst(
-        Record{ZrUniString("pc1"), ZrUniString("KEEP"), ZrUniString("user"), ZrUniString("password")});
+    ClientWrapper::DeviceTable table{10}; // the agent's step
+    (void)table.InsertNonConst(std::make_unique<Record>(
+        Record{ZrUniString("pc1"), ZrUniString("KEEP"), ZrUniString("user"), ZrUniString("password")}));
     for (int i = 0; i < warmup; ++i)
         Cycle(table, i);
     const long before = AnonKiB();

@@ -43,6 +43,9 @@ public:
         ZrUniString encodedPassword;
         bool operator==(const DeviceRecord& other) const;
     };
+    // Slots are never reused (a removed drive leaves a hole), so a long session's table grows by one
+    // slot per drive ever added: a pointer keeps that slot small, the record itself goes with the drive.
+    using DeviceTable = ZrDList<std::unique_ptr<DeviceRecord>>;
 
     ClientWrapper(ZrOFStream& out, ZrOFStream& err, platform::Dispatcher& dispatcher);
     ~ClientWrapper() override;
@@ -111,7 +114,7 @@ public:
     const ServerConfig& Config() const { return m_serverConfig; }
     const ZrUniString& SymlinkDir() const { return m_symlinkDir; }
     const ZrUniString& SymlinkName() const { return m_symlinkName; }
-    const ZrDList<DeviceRecord>& Devices() const { return m_devices; }
+    const DeviceTable& Devices() const { return m_devices; }
 
 private:
     ZrUniString LinkPath() const;
@@ -121,7 +124,7 @@ private:
     ServerConfig m_serverConfig;
     ZrOFStream& m_out;
     ZrOFStream& m_err;
-    ZrDList<DeviceRecord> m_devices{10};
+    DeviceTable m_devices{10};
     platform::Dispatcher& m_dispatcher;
     std::unique_ptr<DMPManager> m_pManager;
     std::unique_ptr<platform::Socket> m_pControlSocket;

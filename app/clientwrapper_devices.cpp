@@ -1,6 +1,8 @@
 // Client drives added and removed, and the withdrawal of everything at clean-up.
 #include "app/clientwrapper.h"
 
+#include <memory>
+
 #include <utility>
 
 #include "app/credentials.h"
@@ -11,23 +13,21 @@
 namespace {
 
 // The first occupied slot holding a record equal to `record`, or the end index.
-uint32_t FindDevice(const ZrDList<ClientWrapper::DeviceRecord>& devices,
-                    const ClientWrapper::DeviceRecord& record) {
+uint32_t FindDevice(const ClientWrapper::DeviceTable& devices, const ClientWrapper::DeviceRecord& record) {
     for (uint32_t i = 0; i < devices.EndIndex(); ++i)
-        if (devices.IsOccupied(i) && devices[i] == record)
+        if (devices.IsOccupied(i) && *devices[i] == record)
             return i;
     return devices.EndIndex();
 }
 
 // Drives of one client usually repeat its host, user name and password: a new record takes the
 // storage of equal strings already held, so each distinct text is kept once (copies share storage).
-void ShareEqualStrings(const ZrDList<ClientWrapper::DeviceRecord>& devices,
-                       ClientWrapper::DeviceRecord& record) {
+void ShareEqualStrings(const ClientWrapper::DeviceTable& devices, ClientWrapper::DeviceRecord& record) {
     bool host = false, user = false, password = false;
     for (uint32_t i = 0; i < devices.EndIndex() && !(host && user && password); ++i) {
         if (!devices.IsOccupied(i))
             continue;
-        const ClientWrapper::DeviceRecord& other = devices[i];
+        const ClientWrapper::DeviceRecord& other = *devices[i];
         if (!host && other.host == record.host) {
             record.host = other.host;
             host = true;
@@ -53,7 +53,7 @@ void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString
     uint32_t before = m_devices.Count();
     ShareEqualStrings(m_devices, record);
     const ZrUniString lowerHost = record.host;
-    m_devices.InsertNonConst(std::move(record));
+    m_devices.InsertNonConst(std::make_unique<DeviceRecord>(std::move(record)));
 
     ZrUniString user = credentials::DecodeUsername(encodedUser);
     ZrUniString password = credentials::DecodePassword(encodedPassword, UserName());
@@ -137,7 +137,7 @@ void ClientWrapper::CleanUp() {
     for (uint32_t i = 0; i < m_devices.EndIndex(); ++i) {
         if (!m_devices.IsOccupied(i))
             continue;
-        const DeviceRecord& record = m_devices[i];
+        const DeviceRecord& record = *m_devices[i];
         AddShareConfig(db, record.host, record.share, ZrUniString(), ZrUniString());
         // Host entries are withdrawn for the first record only.
         if (first)

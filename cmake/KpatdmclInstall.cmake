@@ -35,6 +35,27 @@ endif()
 
 install(FILES ${KP_PACKAGING_DIR}/client.prf DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
+# The copyright file and the changelog name the maintainer, so they are written at configure time;
+# the changelog is compressed like the manual page.
+set(KPATDMCL_VERSION 0.1.0)
+set(KPATDMCL_MAINTAINER "kpatdmcl developers <maintainers@kpatdmcl.org>" CACHE STRING
+    "Maintainer named in the Debian package, its copyright file and its changelog")
+configure_file(${KP_PACKAGING_DIR}/copyright.in ${CMAKE_BINARY_DIR}/packaging/copyright @ONLY)
+configure_file(${KP_PACKAGING_DIR}/changelog.in ${CMAKE_BINARY_DIR}/packaging/changelog @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(KP_GZIP)
+  set(_changelog_gz ${CMAKE_BINARY_DIR}/packaging/changelog.gz)
+  add_custom_command(OUTPUT ${_changelog_gz}
+    COMMAND ${KP_GZIP} -9 -n -c ${CMAKE_BINARY_DIR}/packaging/changelog > ${_changelog_gz}
+    DEPENDS ${KP_PACKAGING_DIR}/changelog.in
+    COMMENT "Compressing the changelog"
+    VERBATIM)
+  add_custom_target(kpatdmcl_changelog ALL DEPENDS ${_changelog_gz})
+  install(FILES ${_changelog_gz} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+else()
+  install(FILES ${CMAKE_BINARY_DIR}/packaging/changelog DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
+
 # The destination is chosen when installing, not when configuring: cpack installs the same build
 # tree with the prefix /usr although the tree was configured with another one.
 install(CODE "
@@ -51,15 +72,17 @@ install(CODE "
 # ---------------------------------------------------------------- Debian package
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kpatdmcl)
-set(CPACK_PACKAGE_VERSION 0.1.0)
+set(CPACK_PACKAGE_VERSION ${KPATDMCL_VERSION})
 set(CPACK_PACKAGE_VENDOR "kpatdmcl developers")
-set(CPACK_PACKAGE_CONTACT "kpatdmcl developers <kpatdmcl@localhost>")
+set(CPACK_PACKAGE_CONTACT "${KPATDMCL_MAINTAINER}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client-drive-mapping agent for remote-desktop sessions")
+# Lines stay under 80 columns: package tools show the description as it is written.
 set(CPACK_PACKAGE_DESCRIPTION
-    "kpatdmcl runs once per remote-desktop session on an application server. It receives the
-remote client's drive announcements over the session's X display (XKPDEV extension),
-configures the local SMB/NFS file server over ONC RPC/UDP, and keeps a link to the mapped
-drives in the user's home directory.")
+    "kpatdmcl runs once per remote-desktop session on an application server.
+It receives the remote client's drive announcements over the session's X
+display (XKPDEV extension), configures the local SMB/NFS file server over
+ONC RPC/UDP, and keeps a link to the mapped drives in the user's home
+directory.")
 # Installed with DESTDIR so that the absolute /etc destination of the session script lands in the
 # package tree; the package then holds /usr/... and /etc/... .
 set(CPACK_SET_DESTDIR ON)

@@ -1,10 +1,10 @@
 // Port-mapper records: ZrPortMapping (program, version, protocol, port; exactly 16 bytes) and
-// ZrPortMapperResponse (a port). Values; Read fails on a shortage.
+// ZrPortMapperResponse (a port). Values; Read fails on a shortage and then consumes nothing.
 #pragma once
 
-#include "rpc/zrpacket.h"
+#include "rpc/zrrecord.h"
 
-class ZrPortMapping : public ZrPacket {
+class ZrPortMapping : public ZrRecord<ZrPortMapping> {
 public:
     ZrPortMapping(uint32_t prog = 0, uint32_t vers = 0, uint32_t prot = 0, uint32_t port = 0)
         : m_prog(prog), m_vers(vers), m_prot(prot), m_port(port) {}
@@ -17,27 +17,30 @@ public:
     uint32_t vers() const { return m_vers; }
     uint32_t prot() const { return m_prot; }
     uint32_t port() const { return m_port; }
-    void Set(uint32_t prog, uint32_t vers, uint32_t prot, uint32_t port);
-
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override { return 16; }
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    bool operator==(const ZrPortMapping& other) const {
-        return m_prog == other.m_prog && m_vers == other.m_vers && m_prot == other.m_prot &&
-               m_port == other.m_port;
+    void Set(uint32_t prog, uint32_t vers, uint32_t prot, uint32_t port) {
+        m_prog = prog;
+        m_vers = vers;
+        m_prot = prot;
+        m_port = port;
+        Changed();
     }
-    bool operator!=(const ZrPortMapping& other) const { return !(*this == other); }
 
 private:
+    friend ZrRecord<ZrPortMapping>;
+    template <class Self, class F> static void Fields(Self& self, F& field) {
+        field("prog", self.m_prog);
+        field("vers", self.m_vers);
+        field("prot", self.m_prot);
+        field("port", self.m_port);
+    }
+
     uint32_t m_prog = 0;
     uint32_t m_vers = 0;
     uint32_t m_prot = 0;
     uint32_t m_port = 0;
 };
 
-class ZrPortMapperResponse : public ZrPacket {
+class ZrPortMapperResponse : public ZrRecord<ZrPortMapperResponse> {
 public:
     ZrPortMapperResponse(uint32_t port = 0) : m_port(port) {}
     explicit ZrPortMapperResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
@@ -46,19 +49,11 @@ public:
     }
 
     uint32_t port() const { return m_port; }
-    void port(uint32_t value) {
-        m_port = value;
-        Changed();
-    }
-
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override { return 4; }
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    bool operator==(const ZrPortMapperResponse& other) const { return m_port == other.m_port; }
-    bool operator!=(const ZrPortMapperResponse& other) const { return !(*this == other); }
+    void port(uint32_t value) { Assign(m_port, value); }
 
 private:
+    friend ZrRecord<ZrPortMapperResponse>;
+    template <class Self, class F> static void Fields(Self& self, F& field) { field("port", self.m_port); }
+
     uint32_t m_port = 0;
 };

@@ -6,68 +6,50 @@
 #include <memory>
 #include <vector>
 
+#include "rpc/zrrecord.h"
 #include "rpc/zrrpcenum.h"
-#include "rpc/zrrpcstring.h"
 
-class ZrRPCGroup : public ZrPacket {
+class ZrRPCGroup : public ZrRecord<ZrRPCGroup> {
 public:
     ZrRPCGroup(uint32_t gid = 0) : m_gid(gid) {}
 
     uint32_t gid() const { return m_gid; }
-    void gid(uint32_t value) {
-        m_gid = value;
-        Changed();
-    }
-
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override { return 4; }
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    bool operator==(const ZrRPCGroup& other) const { return m_gid == other.m_gid; }
-    bool operator!=(const ZrRPCGroup& other) const { return !(*this == other); }
+    void gid(uint32_t value) { Assign(m_gid, value); }
 
 private:
+    friend ZrRecord<ZrRPCGroup>;
+    template <class Self, class F> static void Fields(Self& self, F& field) { field("gid", self.m_gid); }
+
     uint32_t m_gid;
 };
 
-class ZrRPCUnixAuth : public ZrPacket {
+class ZrRPCUnixAuth : public ZrRecord<ZrRPCUnixAuth> {
 public:
     ZrRPCUnixAuth() = default;
-    explicit ZrRPCUnixAuth(const ZrPacket& packet);
+    explicit ZrRPCUnixAuth(const ZrPacket& packet) { ReadFromPacket(packet); }
     ZrRPCUnixAuth(const unsigned char*& data, unsigned long& remaining) {
         (void)Read(data, remaining); // the outcome is the valid flag
     }
 
     uint32_t stamp() const { return m_stamp; }
-    void stamp(uint32_t value) { Set(m_stamp, value); }
+    void stamp(uint32_t value) { Assign(m_stamp, value); }
     const ZrRPCString& machinename() const { return m_machinename; }
-    void machinename(const ZrRPCString& value) {
-        m_machinename = value;
-        Changed();
-    }
+    void machinename(const ZrRPCString& value) { Assign(m_machinename, value); }
     uint32_t uid() const { return m_uid; }
-    void uid(uint32_t value) { Set(m_uid, value); }
+    void uid(uint32_t value) { Assign(m_uid, value); }
     uint32_t gid() const { return m_gid; }
-    void gid(uint32_t value) { Set(m_gid, value); }
+    void gid(uint32_t value) { Assign(m_gid, value); }
     const std::vector<ZrRPCGroup>& grouplist() const { return m_grouplist; }
-    void grouplist(const std::vector<ZrRPCGroup>& value) {
-        m_grouplist = value;
-        Changed();
-    }
-
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override;
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    bool operator==(const ZrRPCUnixAuth& other) const;
-    bool operator!=(const ZrRPCUnixAuth& other) const { return !(*this == other); }
+    void grouplist(const std::vector<ZrRPCGroup>& value) { Assign(m_grouplist, value); }
 
 private:
-    void Set(uint32_t& field, uint32_t value) {
-        field = value;
-        Changed();
+    friend ZrRecord<ZrRPCUnixAuth>;
+    template <class Self, class F> static void Fields(Self& self, F& field) {
+        field("stamp", self.m_stamp);
+        field("machinename", self.m_machinename);
+        field("uid", self.m_uid);
+        field("gid", self.m_gid);
+        field("groups", self.m_grouplist);
     }
 
     uint32_t m_stamp = 0;

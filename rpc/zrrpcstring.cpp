@@ -3,6 +3,24 @@
 #include "foundation/codeset/zrconverter.h"
 #include "rpc/zrxdr.h"
 
+namespace {
+
+// Both field types are an XDR opaque on the wire; they differ in what they keep of it.
+bool ReadOpaque(const unsigned char*& data, unsigned long& remaining, ZrByteBuffer& bytes) {
+    const unsigned char* start;
+    uint32_t length;
+    if (!zrxdr::GetOpaque(data, remaining, start, length))
+        return false;
+    bytes = ZrByteBuffer(start, length);
+    return true;
+}
+
+void PackOpaque(unsigned char*& out, const ZrByteBuffer& bytes) {
+    zrxdr::PutOpaque(out, bytes.Data(), static_cast<uint32_t>(bytes.Length()));
+}
+
+} // namespace
+
 unsigned ZrRPCString::rpcenc = kZrEncodingUtf8;
 unsigned ZrRPCString::rpcopt = kZrEncOptionRecoverable;
 
@@ -21,14 +39,11 @@ const ZrByteBuffer& ZrRPCString::Bytes() const {
 }
 
 bool ZrRPCString::Read(const unsigned char*& data, unsigned long& remaining) {
-    const unsigned char* bytes;
-    uint32_t length;
-    if (!zrxdr::GetOpaque(data, remaining, bytes, length))
+    if (!ReadOpaque(data, remaining, m_bytes))
         return ReadDone(false);
-    m_bytes = ZrByteBuffer(bytes, length);
     m_bytesCodeset = rpcenc;
     // Recoverable by default: a byte the codeset cannot take is replaced, the record still reads.
-    (void)m_text.CreateFrom(bytes, length, rpcenc, rpcopt);
+    (void)m_text.CreateFrom(m_bytes.Data(), m_bytes.Length(), rpcenc, rpcopt);
     return ReadDone(true);
 }
 
@@ -37,8 +52,7 @@ unsigned long ZrRPCString::PackedSize() const {
 }
 
 void ZrRPCString::PackTo(unsigned char*& out) const {
-    const ZrByteBuffer& bytes = Bytes();
-    zrxdr::PutOpaque(out, bytes.Data(), static_cast<uint32_t>(bytes.Length()));
+    PackOpaque(out, Bytes());
 }
 
 ZrUniString ZrRPCString::DebugString(unsigned indent) const {
@@ -53,12 +67,7 @@ void ZrRPCByteBuffer::Set(const ZrByteBuffer& bytes) {
 }
 
 bool ZrRPCByteBuffer::Read(const unsigned char*& data, unsigned long& remaining) {
-    const unsigned char* bytes;
-    uint32_t length;
-    if (!zrxdr::GetOpaque(data, remaining, bytes, length))
-        return ReadDone(false);
-    m_bytes = ZrByteBuffer(bytes, length);
-    return ReadDone(true);
+    return ReadDone(ReadOpaque(data, remaining, m_bytes));
 }
 
 unsigned long ZrRPCByteBuffer::PackedSize() const {
@@ -66,7 +75,7 @@ unsigned long ZrRPCByteBuffer::PackedSize() const {
 }
 
 void ZrRPCByteBuffer::PackTo(unsigned char*& out) const {
-    zrxdr::PutOpaque(out, m_bytes.Data(), static_cast<uint32_t>(m_bytes.Length()));
+    PackOpaque(out, m_bytes);
 }
 
 ZrUniString ZrRPCByteBuffer::DebugString(unsigned indent) const {

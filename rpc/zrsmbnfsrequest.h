@@ -2,8 +2,7 @@
 // for some commands, one more text. A value; Read fails on a shortage or a missing terminator.
 #pragma once
 
-#include "rpc/zrpacket.h"
-#include "rpc/zrstructunistring.h"
+#include "rpc/zrrecord.h"
 
 // The control commands, which are also the RPC procedure numbers.
 enum ZrSMBNFSCommand : uint32_t {
@@ -15,7 +14,7 @@ enum ZrSMBNFSCommand : uint32_t {
     kSMBNFSUnregisterUser = 106,
 };
 
-class ZrSMBNFSRequest : public ZrPacket {
+class ZrSMBNFSRequest : public ZrRecord<ZrSMBNFSRequest> {
 public:
     explicit ZrSMBNFSRequest(uint32_t command = 0) : m_command(command) {}
     explicit ZrSMBNFSRequest(const ZrPacket& packet) { ReadFromPacket(packet); }
@@ -23,8 +22,9 @@ public:
         (void)Read(data, remaining); // the outcome is the valid flag
     }
 
+    // The setters also make the record valid.
     uint32_t command() const { return m_command; }
-    void command(uint32_t value);
+    void command(uint32_t value) { Set(m_command, value); }
     const ZrControlString& user() const { return m_user; }
     void user(const ZrControlString& value) { Set(m_user, value); }
     // On the wire for 101 only.
@@ -37,20 +37,23 @@ public:
     const ZrControlString& display() const { return m_display; }
     void display(const ZrControlString& value) { Set(m_display, value); }
 
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override;
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    // The command and the texts that command puts on the wire.
-    bool operator==(const ZrSMBNFSRequest& other) const;
-    bool operator!=(const ZrSMBNFSRequest& other) const { return !(*this == other); }
-
 private:
-    void Set(ZrControlString& field, const ZrControlString& value);
-    // The one text besides the user that the command carries, or nullptr.
-    const ZrControlString* Extra() const;
-    ZrControlString* Extra();
+    friend ZrRecord<ZrSMBNFSRequest>;
+    template <class Self, class F> static void Fields(Self& self, F& field) {
+        field("command", self.m_command);
+        field("user", self.m_user);
+        if (self.m_command == kSMBNFSFlushSession)
+            field("machine", self.m_machine);
+        else if (self.m_command == kSMBNFSSetConfig)
+            field("config", self.m_config);
+        else if (self.m_command == kSMBNFSRegisterDisplay)
+            field("display", self.m_display);
+    }
+
+    template <class Field, class Value> void Set(Field& field, const Value& value) {
+        Assign(field, value);
+        SetValid(true);
+    }
 
     uint32_t m_command = 0;
     ZrControlString m_user;

@@ -7,7 +7,7 @@
 #include "rpc/zrsmbnfsrequest.h"
 #include "rpc/zrsmbnfssessioninfo.h"
 
-class ZrSMBNFSResponse : public ZrPacket {
+class ZrSMBNFSResponse : public ZrRecord<ZrSMBNFSResponse> {
 public:
     using SessionList = ZrDList<ZrSMBNFSSessionInfo>;
 
@@ -17,17 +17,18 @@ public:
         (void)Read(data, remaining); // the outcome is the valid flag
     }
 
+    // The setters also make the record valid.
     uint32_t command() const { return m_command; }
-    void command(uint32_t value);
+    void command(uint32_t value) { Set(m_command, value); }
     // On the wire for 103.
     const ZrControlString& config() const { return m_config; }
     void config(const ZrControlString& value) { Set(m_config, value); }
     // On the wire for 104, preceded by their count.
     const SessionList& sessions() const { return m_sessions; }
-    void sessions(const SessionList& value);
+    void sessions(const SessionList& value) { Set(m_sessions, value); }
     // On the wire for 105 and 106; carried, never interpreted here.
     uint32_t result() const { return m_result; }
-    void result(uint32_t value);
+    void result(uint32_t value) { Set(m_result, value); }
     // On the wire for 105.
     const ZrControlString& display() const { return m_display; }
     void display(const ZrControlString& value) { Set(m_display, value); }
@@ -35,17 +36,40 @@ public:
     const ZrControlString& error() const { return m_error; }
     void error(const ZrControlString& value) { Set(m_error, value); }
 
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override;
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    // The command and the fields that command puts on the wire.
-    bool operator==(const ZrSMBNFSResponse& other) const;
-    bool operator!=(const ZrSMBNFSResponse& other) const { return !(*this == other); }
+    // Afterwards the session list holds exactly the entries read, none for other commands.
+    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override {
+        m_sessions.Flush();
+        return ZrRecord::Read(data, remaining);
+    }
 
 private:
-    void Set(ZrControlString& field, const ZrControlString& value);
+    friend ZrRecord<ZrSMBNFSResponse>;
+    template <class Self, class F> static void Fields(Self& self, F& field) {
+        field("command", self.m_command);
+        switch (self.m_command) {
+        case kSMBNFSGetConfig:
+            field("config", self.m_config);
+            break;
+        case kSMBNFSListSessions:
+            field("sessions", self.m_sessions);
+            break;
+        case kSMBNFSRegisterDisplay:
+            field("result", self.m_result);
+            field("display", self.m_display);
+            break;
+        case kSMBNFSUnregisterUser:
+            field("result", self.m_result);
+            break;
+        default:
+            break;
+        }
+        field("error", self.m_error);
+    }
+
+    template <class Field, class Value> void Set(Field& field, const Value& value) {
+        Assign(field, value);
+        SetValid(true);
+    }
 
     uint32_t m_command = 0;
     ZrControlString m_config;

@@ -3,11 +3,11 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
-#include "rpc/zrpacket.h"
-#include "rpc/zrstructunistring.h"
+#include "rpc/zrrecord.h"
 
-class ZrSMBNFSSessionInfo : public ZrPacket {
+class ZrSMBNFSSessionInfo : public ZrRecord<ZrSMBNFSSessionInfo> {
 public:
     using Details = std::array<uint32_t, 5>;
 
@@ -17,24 +17,32 @@ public:
         (void)Read(data, remaining); // the outcome is the valid flag
     }
 
+    // The setters of the name and the details also make the record valid.
     const ZrControlString& name() const { return m_name; }
-    void name(const ZrControlString& value);
-    bool HasDetails() const { return m_hasDetails; }
-    const Details& details() const { return m_details; }
-    void details(const Details& value);
-    void ClearDetails();
-
-    [[nodiscard]] bool Read(const unsigned char*& data, unsigned long& remaining) override;
-    unsigned long PackedSize() const override { return m_name.PackedSize() + 1 + (m_hasDetails ? 20 : 0); }
-    void PackTo(unsigned char*& out) const override;
-    ZrUniString DebugString(unsigned indent) const override;
-
-    // Names and details agree (entries without details agree on that).
-    bool operator==(const ZrSMBNFSSessionInfo& other) const;
-    bool operator!=(const ZrSMBNFSSessionInfo& other) const { return !(*this == other); }
+    void name(const ZrControlString& value) {
+        Assign(m_name, value);
+        SetValid(true);
+    }
+    bool HasDetails() const { return m_details.has_value(); }
+    // All zero when there are none.
+    const Details& details() const {
+        static const Details none{};
+        return m_details ? *m_details : none;
+    }
+    void details(const Details& value) {
+        Assign(m_details, value);
+        SetValid(true);
+    }
+    void ClearDetails() { Assign(m_details, std::nullopt); }
 
 private:
+    friend ZrRecord<ZrSMBNFSSessionInfo>;
+    // Equal entries agree on the name and on the details, or both have none.
+    template <class Self, class F> static void Fields(Self& self, F& field) {
+        field("name", self.m_name);
+        field("details", self.m_details);
+    }
+
     ZrControlString m_name;
-    bool m_hasDetails = false;
-    Details m_details{};
+    std::optional<Details> m_details;
 };

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Builds and runs everything: the plain suite, the suite again under
-# AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
+# Checks the formatting, then builds and runs everything: the plain suite (after checking that every
+# include reaches only declared libraries), the package check, a Release build of the agent, the suite
+# again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
 # On a fresh Debian 12 machine (as root) it first installs what it needs.
+# Every stage runs even when an earlier one fails; the end lists each stage with its result, and
+# the script fails when any stage did.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/deps.sh
@@ -10,32 +13,87 @@ kp_install_deps
 JOBS=${JOBS:-$(nproc)}
 FUZZ_SECONDS=${FUZZ_SECONDS:-5}
 
-echo "== plain build"
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j "$JOBS"
-ctest --test-dir build --output-on-failure -j "$JOBS"
+STAGES=()
+RESULTS=()
+# stage <name> <function>: runs the function in a subshell with -e, so that its first failing
+# command ends the stage and not the script. The subshell's status is read from $? rather than
+# tested with || or if, because bash ignores -e inside a tested command.
+stage() {
+  local name=$1 rc
+  shift
+  echo "== $name"
+  set +e
+  (
+    set -e
+    "$@"
+  )
+  rc=$?
+  set -e
+  STAGES+=("$name")
+  if [ "$rc" -eq 0 ]; then RESULTS+=(PASS); else RESULTS+=("FAIL (exit $rc)"); fi
+}
 
-echo "== package"
-scripts/package_check.sh build
+format() {
+  scripts/format_check.sh
+}
 
-echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF >/dev/null
-cmake --build build-asan -j "$JOBS"
-ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-  ctest --test-dir build-asan --output-on-failure -j "$JOBS"
+plain() {
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_WERROR=ON >/dev/null
+  scripts/check_deps.py build
+  cmake --build build -j "$JOBS"
+  ctest --test-dir build --output-on-failure -j "$JOBS"
+}
 
-echo "== fuzz targets (${FUZZ_SECONDS}s each)"
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON >/dev/null
-cmake --build build-fuzz -j "$JOBS"
-shopt -s nullglob
-for f in build-fuzz/bin/fuzz_*; do
-  name=$(basename "$f")
-  corpus=build-fuzz/corpus/$name
-  mkdir -p "$corpus"
-  seeds=()
-  [ -d "fuzz/corpus/$name" ] && seeds=("fuzz/corpus/$name")
-  echo "-- $name"
-  "$f" -max_total_time="$FUZZ_SECONDS" -print_final_stats=0 "$corpus" "${seeds[@]}" 2>&1 | tail -n 3
-  [ "${PIPESTATUS[0]}" -eq 0 ] || { echo "fuzz target $name failed"; exit 1; }
+package() {
+  [ -x build/bin/kpatdmcl ] || cmake --build build -j "$JOBS" --target kpatdmcl
+  scripts/package_check.sh build
+}
+
+# Warnings that only -O3 finds, in the libraries and the agent (the tests are built by the other stages).
+release() {
+  cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DKPATDMCL_TESTS=OFF -DKPATDMCL_BENCH=OFF \
+    -DKPATDMCL_WERROR=ON >/dev/null
+  cmake --build build-release -j "$JOBS" --target kpatdmcl
+}
+
+sanitizers() {
+  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF \
+    -DKPATDMCL_WERROR=ON >/dev/null
+  cmake --build build-asan -j "$JOBS"
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ctest --test-dir build-asan --output-on-failure -j "$JOBS"
+}
+
+fuzz() {
+  CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON \
+    -DKPATDMCL_WERROR=ON >/dev/null
+  cmake --build build-fuzz -j "$JOBS"
+  shopt -s nullglob
+  local f name corpus seeds
+  for f in build-fuzz/bin/fuzz_*; do
+    name=$(basename "$f")
+    corpus=build-fuzz/corpus/$name
+    mkdir -p "$corpus"
+    seeds=()
+    [ -d "fuzz/corpus/$name" ] && seeds=("fuzz/corpus/$name")
+    echo "-- $name"
+    "$f" -max_total_time="$FUZZ_SECONDS" -print_final_stats=0 "$corpus" "${seeds[@]}" 2>&1 | tail -n 3
+    [ "${PIPESTATUS[0]}" -eq 0 ] || { echo "fuzz target $name failed"; return 1; }
+  done
+}
+
+stage "format check" format
+stage "dependency check, plain build and tests" plain
+stage "package" package
+stage "Release build of the agent" release
+stage "AddressSanitizer + UndefinedBehaviorSanitizer build and tests" sanitizers
+stage "fuzz targets (${FUZZ_SECONDS}s each)" fuzz
+
+echo "== stages"
+failed=0
+for i in "${!STAGES[@]}"; do
+  printf '  %-64s %s\n' "${STAGES[$i]}" "${RESULTS[$i]}"
+  [ "${RESULTS[$i]}" = PASS ] || failed=1
 done
-echo "== all passed"
+[ "$failed" -eq 0 ] && echo "== all passed" || echo "== some stages failed"
+exit "$failed"

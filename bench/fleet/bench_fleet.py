@@ -29,7 +29,6 @@ import shutil
 import statistics
 import subprocess
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "agent"))
@@ -55,22 +54,11 @@ def memory(pid):
     return {"pss": r["Pss"], "dirty": r["Private_Dirty"], "hwm": ba.kib(ba.proc_status(pid), "VmHWM")}
 
 
-class Fleet:
+class Fleet(ba.Bench):
     def __init__(self, args):
-        self.args = args
+        super().__init__(args)
         self.n = args.sessions
-        self.tmp = tempfile.mkdtemp(prefix="kpatdmcl-fleet-")
-        self.children = []
-        self.rows = []
         self.cpus = len(os.sched_getaffinity(0))
-
-    def spawn(self, argv, **kw):
-        kw.setdefault("stdin", subprocess.DEVNULL)
-        kw.setdefault("stdout", subprocess.PIPE)
-        kw.setdefault("stderr", subprocess.PIPE)
-        p = subprocess.Popen(argv, **kw)
-        self.children.append(p)
-        return p
 
     def start_peers(self):
         # One display server process for every display: one asyncio loop holds N listening

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -28,12 +29,11 @@ long AnonKiB() {
 
 using Record = ClientWrapper::DeviceRecord;
 
-void Cycle(ZrDList<Record*>& table, int i) {
-    auto record = std::make_unique<Record>(Record{ZrUniString("pc1"), ZrUniString(std::to_string(i).c_str()),
-                                                  ZrUniString("user"), ZrUniString("password")});
-    const uint32_t slot = table.Insert(record.release());
-    delete table[slot];
-    table.RemoveAt(slot);
+void Cycle(ClientWrapper::DeviceTable& table, int i) {
+    const uint32_t slot = table.InsertNonConst(
+        std::make_unique<Record>(Record{ZrUniString("pc1"), ZrUniString(std::to_string(i).c_str()),
+                                        ZrUniString("user"), ZrUniString("password")}));
+    (void)table.RemoveAt(slot); // the slot was just filled
 }
 
 } // namespace
@@ -45,17 +45,14 @@ int main(int argc, char** argv) {
     }
     const int cycles = std::atoi(argv[1]);
     const int warmup = std::atoi(argv[2]);
-    ZrDList<Record*> table{10}; // the agent's step
-    table.Insert(
-        new Record{ZrUniString("pc1"), ZrUniString("KEEP"), ZrUniString("user"), ZrUniString("password")});
+    ClientWrapper::DeviceTable table{10}; // the agent's step
+    (void)table.InsertNonConst(std::make_unique<Record>(
+        Record{ZrUniString("pc1"), ZrUniString("KEEP"), ZrUniString("user"), ZrUniString("password")}));
     for (int i = 0; i < warmup; ++i)
         Cycle(table, i);
     const long before = AnonKiB();
     for (int i = 0; i < cycles; ++i)
         Cycle(table, warmup + i);
     std::printf("%ld %ld\n", before, AnonKiB());
-    for (uint32_t i = 0; i < table.EndIndex(); ++i)
-        if (table.IsOccupied(i))
-            delete table[i];
     return 0;
 }

@@ -1,38 +1,30 @@
 // wex::common::dmp::AddDeviceConf: the confirmation of an added device (type code 1), 17 bytes with
-// no attached data. Serialising into a shorter buffer throws stream::IncompleteWriteException or
-// stream::EOSException; parsing a short buffer throws the short-read kinds.
+// no attached data: the shared head, attached data with a 16-bit length, and two constant fields.
 #pragma once
 
-#include "dmp/messages/t50string.h"
-
-#include <cstdint>
+#include "dmp/messages/deviceconf.h"
 
 namespace wex::common::dmp {
 
-class AddDeviceConf {
+struct AddDeviceConfTail {
+    RawText16 data;
+    unsigned char constant1 = 1;
+    unsigned int constant2 = 0;
+
+    bool operator==(const AddDeviceConfTail& other) const = default;
+    template <class Self, class F> static void Fields(Self& self, F&& field) {
+        field(self.data);
+        field(self.constant1);
+        field(self.constant2);
+    }
+};
+
+class AddDeviceConf : public DeviceConf<1, 17, AddDeviceConfTail> {
 public:
-    AddDeviceConf(unsigned char status, unsigned int deviceId);
-    // Reads a confirmation as the peer would receive it.
-    explicit AddDeviceConf(encoding::LEDecodingBufferStream& stream);
+    using DeviceConf::DeviceConf;
 
-    unsigned char Status() const { return m_status; }
-    unsigned int DeviceID() const { return m_deviceId; }
-    unsigned int TotalLength() const { return m_totalLength; }
-    const T50Text& AttachedData() const { return m_data; }
-
-    // 17 plus the attached data's length (which is 0 for every confirmation this side builds).
-    uint64_t size() const { return 17u + m_data.length; }
-    void Serialize(encoding::LEEncodingBufferStream& stream) const;
-    bool operator==(const AddDeviceConf& other) const = default;
-
-private:
-    unsigned char m_type = 1;
-    unsigned int m_totalLength = 17;
-    unsigned int m_deviceId = 0;
-    unsigned char m_status = 0;
-    T50Text m_data;
-    unsigned char m_constant1 = 1;
-    unsigned int m_constant2 = 0;
+    // Empty in every confirmation this side builds, so size() is 17 for them.
+    const T50Text& AttachedData() const { return m_tail.data; }
 };
 
 } // namespace wex::common::dmp

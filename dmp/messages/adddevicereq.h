@@ -4,32 +4,38 @@
 // stream::IncompleteReadException (stream::EOSException when the buffer ends exactly before it).
 #pragma once
 
-#include "dmp/messages/t50string.h"
+#include "dmp/messages/wiremessage.h"
 #include "framework/buffer/buffer.h"
 
 #include <cstdint>
-#include <memory>
 #include <string>
+#include <vector>
 
 namespace wex::common::dmp {
 
 // One configuration entry: key and value, both raw (no terminator), null when their length is 0.
 struct ConfigEntry {
-    T50Text key;
-    T50Text value;
+    RawText16 key;
+    RawText32 value;
 
     std::string Key() const { return key.Str(); }
     std::string Value() const { return value.Str(); }
     bool operator==(const ConfigEntry& other) const = default;
+
+    template <class Self, class F> static void Fields(Self& self, F&& field) {
+        field(self.key);
+        field(self.value);
+    }
 };
 
-class AddDeviceReq {
+class AddDeviceReq : public wire::Message<AddDeviceReq> {
 public:
-    explicit AddDeviceReq(encoding::LEDecodingBufferStream& stream);
+    explicit AddDeviceReq(encoding::LEDecodingBufferStream& stream) { Parse(stream); }
     AddDeviceReq(const AddDeviceReq&) = delete;
     AddDeviceReq& operator=(const AddDeviceReq&) = delete;
 
-    void Parse(encoding::LEDecodingBufferStream& stream);
+    // Strictly sequential; the total length is read but never used to bound or skip anything.
+    void Parse(encoding::LEDecodingBufferStream& stream) { ReadFields(stream); }
 
     uint32_t DeviceID() const { return m_deviceId; }
     uint32_t Chars() const { return m_chars; }
@@ -44,45 +50,74 @@ public:
     std::string AltName() const { return m_altName.Str(); }
     std::string DeviceInfo() const { return m_deviceInfo.Str(); }
     // A view of the request's own bytes (null data when the length is 0); valid while the request lives.
-    buffer::Buffer OptionsDeviceData() const;
+    buffer::Buffer OptionsDeviceData() const {
+        return buffer::Buffer(m_optionsDeviceData.data.get(),
+                              m_optionsDeviceData.data ? m_optionsDeviceData.length : 0);
+    }
     // The entry array itself, ConfigCount() long; null when the count is 0.
-    const ConfigEntry* ConfigurationData() const { return m_config.get(); }
+    const ConfigEntry* ConfigurationData() const { return m_config.empty() ? nullptr : m_config.data(); }
 
     unsigned char TypeCode() const { return m_type; }
     uint32_t TotalLength() const { return m_totalLength; }
 
-    // The wire size of the fields as parsed, and the fields written back in wire order (the total
-    // length as it was received).
-    uint64_t size() const;
-    void Serialize(encoding::LEEncodingBufferStream& stream) const;
-    bool operator==(const AddDeviceReq& other) const;
+    // size() and Serialize() give the fields as parsed, the total length as it was received.
+    bool operator==(const AddDeviceReq& other) const = default;
 
 private:
+    friend wire::Message<AddDeviceReq>;
+    template <class Self, class F> static void Fields(Self& self, F&& field) {
+        field(self.m_type);
+        field(self.m_totalLength);
+        field(self.m_deviceId);
+        field(self.m_deviceName);
+        field(self.m_displayName);
+        field(self.m_opaque1);
+        field(self.m_chars);
+        field(self.m_opaque2);
+        field(self.m_opaque3);
+        field(self.m_uri);
+        field(self.m_opaqueText1);
+        field(self.m_opaque4);
+        field(self.m_opaque5);
+        field(self.m_username);
+        field(self.m_password);
+        field(self.m_opaque6);
+        field(self.m_opaque7);
+        field(self.m_optFlags);
+        field(self.m_altName);
+        field(self.m_optionsDeviceData);
+        field(self.m_opaqueText2);
+        field(self.m_deviceInfo);
+        field(self.m_configCount);
+        field(self.m_opaque8);
+        field(wire::CountedBy{self.m_config, self.m_configCount});
+    }
+
     unsigned char m_type = 0;
     uint32_t m_totalLength = 0;
     uint32_t m_deviceId = 0;
-    T50Text m_deviceName;
-    T50Text m_displayName;
+    T50Text16 m_deviceName;
+    T50Text16 m_displayName;
     uint32_t m_opaque1 = 0;
     uint32_t m_chars = 0;
     unsigned char m_opaque2 = 0;
     uint32_t m_opaque3 = 0;
-    T50Text m_uri;
-    T50Text m_opaqueText1;
+    T50Text16 m_uri;
+    T50Text32 m_opaqueText1;
     unsigned char m_opaque4 = 0;
     uint32_t m_opaque5 = 0;
-    T50Text m_username;
-    T50Text m_password;
+    T50Text16 m_username;
+    T50Text16 m_password;
     uint32_t m_opaque6 = 0;
     uint32_t m_opaque7 = 0;
     uint16_t m_optFlags = 0;
-    T50Text m_altName;
-    T50Text m_optionsDeviceData;
-    T50Text m_opaqueText2;
-    T50Text m_deviceInfo;
+    T50Text16 m_altName;
+    T50Text32 m_optionsDeviceData;
+    T50Text32 m_opaqueText2;
+    T50Text16 m_deviceInfo;
     uint16_t m_configCount = 0;
     uint32_t m_opaque8 = 0;
-    std::unique_ptr<ConfigEntry[]> m_config;
+    std::vector<ConfigEntry> m_config;
 };
 
 } // namespace wex::common::dmp

@@ -48,41 +48,4 @@ template void ParseLengthAndT50String<unsigned short>(encoding::LEDecodingBuffer
 template void ParseLengthAndT50String<unsigned int>(encoding::LEDecodingBufferStream&, unsigned int&,
                                                     std::unique_ptr<char[]>&, bool);
 
-void ReadT50Text16(encoding::LEDecodingBufferStream& stream, T50Text& text, bool terminate) {
-    unsigned short length = 0;
-    ParseLengthAndT50String(stream, length, text.data, terminate);
-    text.length = length;
-}
-
-void ReadT50Text32(encoding::LEDecodingBufferStream& stream, T50Text& text, bool terminate) {
-    unsigned int length = 0;
-    ParseLengthAndT50String(stream, length, text.data, terminate);
-    text.length = length;
-}
-
-void WriteT50Text16(encoding::LEEncodingBufferStream& stream, const T50Text& text) {
-    stream.Write(static_cast<unsigned short>(text.length));
-    stream.Write(buffer::Buffer(text.data.get(), text.data ? static_cast<unsigned short>(text.length) : 0));
-}
-
-void WriteT50Text32(encoding::LEEncodingBufferStream& stream, const T50Text& text) {
-    stream.Write(static_cast<unsigned int>(text.length));
-    stream.Write(buffer::Buffer(text.data.get(), text.data ? text.length : 0));
-}
-
-void WriteT50String16(encoding::LEEncodingBufferStream& stream, const std::string& text) {
-    stream.Write(static_cast<unsigned short>(text.size()));
-    stream.Write(buffer::Buffer(text.data(), static_cast<unsigned short>(text.size())));
-}
-
-T50Text MakeT50Text(const std::string& bytes) {
-    T50Text text;
-    text.length = static_cast<uint32_t>(bytes.size());
-    if (!bytes.empty()) {
-        text.data.reset(new char[bytes.size() + 1]());
-        std::memcpy(text.data.get(), bytes.data(), bytes.size());
-    }
-    return text;
-}
-
 } // namespace wex::common::dmp

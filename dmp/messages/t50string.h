@@ -33,17 +33,16 @@ extern template void ParseLengthAndT50String<unsigned short>(encoding::LEDecodin
 extern template void ParseLengthAndT50String<unsigned int>(encoding::LEDecodingBufferStream&, unsigned int&,
                                                            std::unique_ptr<char[]>&, bool);
 
-// Convenience over the above for a T50Text.
-void ReadT50Text16(encoding::LEDecodingBufferStream& stream, T50Text& text, bool terminate = true);
-void ReadT50Text32(encoding::LEDecodingBufferStream& stream, T50Text& text, bool terminate = true);
-
-// Writes prefix and bytes. The 16-bit form takes only the low 16 bits of the length; callers keep
-// their texts within it.
-void WriteT50Text16(encoding::LEEncodingBufferStream& stream, const T50Text& text);
-void WriteT50Text32(encoding::LEEncodingBufferStream& stream, const T50Text& text);
-void WriteT50String16(encoding::LEEncodingBufferStream& stream, const std::string& text);
-
-// Builds a text from bytes (absent when empty), as a parser would have.
-T50Text MakeT50Text(const std::string& bytes);
+// A text as a message field: the width of its length prefix travels in the type, and so does whether
+// the reader keeps a zero byte after it in memory (names and user texts) or allocates exactly the
+// length (configuration keys and values, attached data).
+template <class Length, bool Terminated> struct T50Field : T50Text {
+    using LengthType = Length;
+    static constexpr bool kTerminated = Terminated;
+};
+using T50Text16 = T50Field<uint16_t, true>;
+using T50Text32 = T50Field<uint32_t, true>;
+using RawText16 = T50Field<uint16_t, false>;
+using RawText32 = T50Field<uint32_t, false>;
 
 } // namespace wex::common::dmp

@@ -29,10 +29,13 @@ struct EucJpCodec : StatelessCodec {
     }
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];
-        if (b < 0x80) {
-            cp = kX0208.single[b];
-            return cp == 0xFFFF ? -1 : 1;
-        }
+        // One-byte codes are the table's: ASCII and the C1 controls 80-8D and 90-9F, which the
+        // writer puts out as single bytes and so must read back. 8E and 8F start longer codes.
+        cp = kX0208.single[b];
+        if (cp != 0xFFFF)
+            return 1;
+        if (b < 0x80)
+            return -1;
         if (b == 0x8E) {
             if (left < 2 || p[1] < 0xA1 || p[1] > 0xDF)
                 return -1;
@@ -72,19 +75,14 @@ struct EucJpCodec : StatelessCodec {
 };
 
 // EUC-JP decoding through the vector loop where the processor has it. Its one-byte codes are the
-// table's below 0x80; every byte from 0x80 on starts a longer code (or none). The loop takes the
-// JIS X 0208 pairs and the JIS X 0212 codes after 8F itself and leaves 8E and the rest to the codec.
+// table's (ASCII and the C1 controls); every other byte starts a longer code (or none). The loop
+// takes the JIS X 0208 pairs and the JIS X 0212 codes after 8F itself and leaves 8E and the rest to
+// the codec.
 struct EucJpDecoder {
     static const simd::PairCodes& Codes() {
-        static const uint16_t* const single = [] {
-            static uint16_t bytes[256];
-            for (unsigned b = 0; b < 256; ++b)
-                bytes[b] = b < 0x80 ? kX0208.single[b] : 0xFFFF;
-            return bytes;
-        }();
         // JIS X 0212 after 8F.
         static const simd::PairCodes codes = simd::Prepare({
-            single,
+            kX0208.single,
             kX0208.cells,
             kX0208.leadLo,
             kX0208.leadHi,

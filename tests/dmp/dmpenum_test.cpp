@@ -8,86 +8,75 @@
 #include "framework/stream/streamexception.h"
 #include "tests/common/x11/testdisplayserver.h"
 
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace {
 
-using kptest::TestDisplayServer;
-
+using Calls = std::vector<std::string>;
 const char kInitIndicationHex[] = "010001000300736d62010000";
 
 TEST(DMPEnumParseURI, SplitsHostAndShare) {
-    struct Case {
-        const char* uri;
-        bool ok;
-        const char* host;
-        const char* share;
+    const struct {
+        const char *uri, *host, *share; // host nullptr: refused
+    } rows[] = {
+        {"smb://server/share", "server", "share"},
+        {"smb://h/s/d", "h", "s/d"},         // further slashes stay in the share
+        {"smb:///share", "", "share"},       // empty host
+        {"smb://h/", "h", ""},               // empty share
+        {"smbx//h/s", "h", "s"},             // only "smb" of the scheme is checked
+        {"smb:x//a//b/c", "a", "/b/c"},      // the first "//" counts
+        {"smb://server", nullptr, ""},       // no share
+        {"SMB://server/share", nullptr, ""}, // case-sensitive
+        {"xsmb://server/share", nullptr, ""},
+        {"smb:/server/share", nullptr, ""}, // no "//"
     };
-    const Case cases[] = {
-        {"smb://server/share", true, "server", "share"},
-        {"smb://h/s/d", true, "h", "s/d"},      // further slashes stay in the share
-        {"smb:///share", true, "", "share"},    // empty host
-        {"smb://h/", true, "h", ""},            // empty share
-        {"smbx//h/s", true, "h", "s"},          // only "smb" of the scheme is checked
-        {"smb//h/s", true, "h", "s"},           //
-        {"smb:x//a//b/c", true, "a", "/b/c"},   // the first "//" counts
-        {"smb://server", false, "", ""},        // no share
-        {"SMB://server/share", false, "", ""},  // case-sensitive
-        {"xsmb://server/share", false, "", ""}, //
-        {"smb:/server/share", false, "", ""},   // no "//"
-        {"sm", false, "", ""},                  //
-        {"", false, "", ""},                    //
-    };
-    for (const Case& c : cases) {
+    for (const auto& row : rows) {
         std::string host = "unset", share = "unset";
-        EXPECT_EQ(DMPEnum::ParseURI(c.uri, host, share), c.ok) << c.uri;
-        if (c.ok) {
-            EXPECT_EQ(host, c.host) << c.uri;
-            EXPECT_EQ(share, c.share) << c.uri;
-        }
+        EXPECT_EQ(DMPEnum::ParseURI(row.uri, host, share), row.host != nullptr) << row.uri;
+        EXPECT_EQ(host + "|" + share, row.host ? std::string(row.host) + "|" + row.share : "unset|unset")
+            << row.uri;
     }
 }
 
 class RecordingNotify : public IDMPEnumNotify {
 public:
-    void OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString user, ZrUniString password) override {
-        calls.push_back("add " + Join(host, share, user, password));
+    void OnAddDevice(ZrUniString h, ZrUniString s, ZrUniString u, ZrUniString p) override {
+        Note("add ", h, s, u, p);
     }
-    void OnRemoveDevice(ZrUniString host, ZrUniString share, ZrUniString user,
-                        ZrUniString password) override {
-        calls.push_back("remove " + Join(host, share, user, password));
+    void OnRemoveDevice(ZrUniString h, ZrUniString s, ZrUniString u, ZrUniString p) override {
+        Note("remove ", h, s, u, p);
     }
-    std::vector<std::string> calls;
-
-private:
-    static std::string Join(const ZrUniString& a, const ZrUniString& b, const ZrUniString& c,
-                            const ZrUniString& d) {
-        return a.AsUtf8() + "|" + b.AsUtf8() + "|" + c.AsUtf8() + "|" + d.AsUtf8();
+    void Note(const char* what, ZrUniString& h, ZrUniString& s, ZrUniString& u, ZrUniString& p) {
+        calls.push_back(what + h.AsUtf8() + "|" + s.AsUtf8() + "|" + u.AsUtf8() + "|" + p.AsUtf8());
     }
+    Calls calls;
 };
 
-// A dispatcher run around each test, a manager over the recording controller, and a pump that
-// behaves like the program's main loop.
+// Runs `body` with a manager over `controller` inside a dispatcher, as the program's main function does.
+void WithManager(IDMPEnumNotify& controller,
+                 const std::function<void(DMPManager&, platform::Dispatcher&)>& body) {
+    dispatch::QExecutorDispatcher base;
+    base.RunInContext([&](uint32_t) {
+        platform::Dispatcher dispatcher;
+        DMPManager manager(dispatcher, controller);
+        body(manager, dispatcher);
+    });
+}
+
 class DMPManagerTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(m_server.Ok()); }
-
     void Run(const std::function<void(DMPManager&)>& body) {
-        dispatch::QExecutorDispatcher base;
-        base.RunInContext([&](uint32_t) {
-            platform::Dispatcher dispatcher;
-            DMPManager manager(dispatcher, m_controller);
+        WithManager(m_controller, [&](DMPManager& manager, platform::Dispatcher& dispatcher) {
             m_pDispatcher = &dispatcher;
             body(manager);
-            m_pDispatcher = nullptr;
         });
     }
 
-    // Main-loop iterations (Process, then a dispatch step of at most 50 ms) until `done` holds.
-    // withProcess=false leaves queued events alone, so that a closed connection is only noticed
-    // by reading the socket.
+    // Main-loop turns (Process, then a dispatch step of at most 50 ms) until `done` holds; without
+    // Process a closed connection is only noticed by reading the socket.
     void PumpUntil(DMPManager& manager, const std::function<bool()>& done, bool withProcess = true) {
         const common::Duration step(0, 50000);
         while (!done()) {
@@ -97,115 +86,84 @@ protected:
         }
     }
 
-    // Waits until the controller has seen `count` calls.
-    void WaitCalls(DMPManager& manager, size_t count) {
-        PumpUntil(manager, [&] { return m_controller.calls.size() >= count; });
-    }
-
-    void AddAndInit(DMPManager& manager) {
-        ASSERT_TRUE(manager.AddDisplay(m_server.Display().c_str()));
-        auto init = m_server.Must("wait_init", "{\"client\": 1}");
+    // Checks the agent's announcement on `client` and answers it with an init.
+    void AddAndInit(DMPManager& manager, int client = 1) {
+        const std::string which = "{\"client\": " + std::to_string(client) + "}";
+        auto init = m_server.Must("wait_init", which);
         EXPECT_STREQ(init["message"]["hex"].GetString(), kInitIndicationHex);
-        m_server.Must("send_init", "{\"client\": 1}");
+        m_server.Must("send_init", which);
+        const DMPEnum& endpoint = *manager.Displays().at(manager.ActiveDisplay()).endpoint;
+        PumpUntil(manager, [&] { return endpoint.IsInitialised(); });
     }
 
-    Watchdog m_watchdog{60};
-    TestDisplayServer m_server;
+    kptest::TestDisplayServer m_server;
     RecordingNotify m_controller;
     platform::Dispatcher* m_pDispatcher = nullptr;
 };
 
+// Only the socket stays registered (the fast event and Open's own registration are gone); the same
+// name again opens nothing, and a display that cannot be opened is refused without registering.
 TEST_F(DMPManagerTest, AddDisplayAnnouncesTheAgentOnce) {
     Run([&](DMPManager& manager) {
-        const uint64_t before = dispatch::DispatcherBase::Get()->Count();
+        EXPECT_FALSE(manager.AddDisplay("/nonexistent/socket:0"));
+        EXPECT_EQ(manager.ActiveDisplay(), nullptr);
         ASSERT_TRUE(manager.AddDisplay(m_server.Display().c_str()));
-        // Only the socket is registered: the fast event and Open's own registration are gone.
-        EXPECT_EQ(dispatch::DispatcherBase::Get()->Count(), before + 1);
-        ASSERT_NE(manager.ActiveDisplay(), nullptr);
-        EXPECT_EQ(manager.ActiveDisplay()->Name(), m_server.Display());
-        EXPECT_EQ(manager.Displays().at(manager.ActiveDisplay()).endpoint->Notify(), &m_controller);
-        auto init = m_server.Must("wait_init", "{\"client\": 1}");
-        EXPECT_STREQ(init["message"]["hex"].GetString(), kInitIndicationHex);
-        EXPECT_EQ(init["message"]["padded_length"].GetInt(), 12);
-
-        // The same name again opens nothing.
         EXPECT_TRUE(manager.AddDisplay(m_server.Display().c_str()));
+        EXPECT_EQ(dispatch::DispatcherBase::Get()->Count(), 1u);
         EXPECT_EQ(manager.Displays().size(), 1u);
-        EXPECT_EQ(dispatch::DispatcherBase::Get()->Count(), before + 1);
-    });
-    auto clients = m_server.Must("clients");
-    EXPECT_EQ(clients["clients"].Size(), 1u);
-    EXPECT_EQ(clients["clients"][0]["messages"].GetInt(), 1);
-}
-
-TEST_F(DMPManagerTest, AddAndRemoveReachTheController) {
-    Run([&](DMPManager& manager) {
+        EXPECT_EQ(manager.ActiveDisplay()->Name(), m_server.Display());
         AddAndInit(manager);
-        m_server.Must("add_device", R"({"device_id": 1, "uri": "smb://pc1/C", "user": "alice",
-                                        "password": "s3cret", "device_name": "C:", "display_name": "Drive C",
-                                        "device_info": "fixed", "config": [["k", "v"], ["key2", ""]]})");
-        WaitCalls(manager, 1);
-        auto* endpoint = manager.Displays().at(manager.ActiveDisplay()).endpoint.get();
-        ASSERT_EQ(endpoint->Devices().size(), 1u);
-        const DMPDevice& device = *endpoint->Devices().at(1);
-        EXPECT_EQ(device.Uri(), "smb://pc1/C");
-        EXPECT_EQ(device.DeviceName(), "C:");
-        EXPECT_EQ(device.DisplayName(), "Drive C");
-        EXPECT_EQ(device.DeviceInfo(), "fixed");
-        m_server.Must("remove_device", R"({"device_id": 1, "opaque": 99})");
-        WaitCalls(manager, 2);
-        EXPECT_TRUE(endpoint->Devices().empty());
     });
-    EXPECT_EQ(m_controller.calls,
-              (std::vector<std::string>{"add pc1|C|alice|s3cret", "remove pc1|C|alice|s3cret"}));
-    // The agent never confirms: its only message is the init indication.
-    EXPECT_EQ(m_server.Must("messages", "{\"client\": 1}")["messages"].Size(), 1u);
+    EXPECT_EQ(m_server.Must("clients")["clients"].Size(), 1u);
 }
 
 // A repeated id keeps the first device for removal; unknown ids and unparsable URIs are ignored;
 // texts are built from zero-terminated strings, so a password is cut at an embedded zero byte.
 TEST_F(DMPManagerTest, DeviceRequestsFollowTheEndpointsRules) {
     Run([&](DMPManager& manager) {
+        ASSERT_TRUE(manager.AddDisplay(m_server.Display().c_str()));
         AddAndInit(manager);
-        m_server.Must("add_device",
-                      R"({"device_id": 7, "uri": "smb://a/x", "user": "u1", "password": "p1"})");
-        m_server.Must("add_device",
-                      R"({"device_id": 7, "uri": "smb://b/y", "user": "u2", "password": "p2"})");
-        m_server.Must("remove_device", R"({"device_id": 7})");
-        m_server.Must("remove_device", R"({"device_id": 7})"); // finds nothing
-        m_server.Must("remove_device", R"({"device_id": 42})");
-        m_server.Must("add_device", R"({"device_id": 3, "uri": "SMB://pc/C", "user": "u"})");
-        m_server.Must("add_device", R"({"device_id": 4, "uri": "smb://pc-only", "user": "u"})");
-        m_server.Must("remove_device", R"({"device_id": 3})");
-        // Device ids are signed map keys: 0xFFFFFFFF is -1.
-        m_server.Must("add_device", R"({"device_id": 4294967295, "uri": "smb://last/one"})");
-        m_server.Must("add_device", R"({"device_id": 5, "uri": "smb://h\u00e9/\u00c4", "user": "b\u00f6b",
-                                        "password": {"hex": "61620063"}})");
-        WaitCalls(manager, 5);
+        for (
+            const char* args : {
+                R"({"device_id": 7, "uri": "smb://a/x", "user": "u1", "password": "p1"})",
+                R"({"device_id": 7, "uri": "smb://b/y", "user": "u2", "password": "p2"})",
+                R"({"device_id": 7, "opaque": 99})", // removes the first
+                R"({"device_id": 7})",               // finds nothing
+                R"({"device_id": 42})",
+                R"({"device_id": 3, "uri": "SMB://pc/C", "user": "u"})",
+                R"({"device_id": 4, "uri": "smb://pc-only", "user": "u"})",
+                R"({"device_id": 3})",
+                R"({"device_id": 4294967295, "uri": "smb://last/one"})", // ids are signed map keys: -1
+                R"({"device_id": 5, "uri": "smb://h\u00e9/\u00c4", "user": "b\u00f6b", "password": {"hex": "61620063"},)"
+                R"( "device_name": "C:", "display_name": "Drive C", "device_info": "fixed"})",
+            })
+            m_server.Must(std::string(args).find("uri") == std::string::npos ? "remove_device" : "add_device",
+                          args);
+        PumpUntil(manager, [&] { return m_controller.calls.size() >= 5; });
         const auto& devices = manager.Displays().at(manager.ActiveDisplay()).endpoint->Devices();
         // The unparsable ones stay, also after a removal was asked for.
         ASSERT_EQ(devices.size(), 4u);
         EXPECT_EQ(devices.begin()->first, -1);
-        EXPECT_EQ(devices.count(3), 1u);
-        EXPECT_EQ(devices.count(4), 1u);
+        EXPECT_EQ(devices.count(3) + devices.count(4), 2u);
+        const DMPDevice& device = *devices.at(5);
+        EXPECT_EQ(device.DeviceName() + "|" + device.DisplayName() + "|" + device.DeviceInfo(),
+                  "C:|Drive C|fixed");
     });
-    EXPECT_EQ(m_controller.calls,
-              (std::vector<std::string>{"add a|x|u1|p1", "add b|y|u2|p2", "remove a|x|u1|p1",
-                                        "add last|one||", "add h\u00e9|\u00c4|b\u00f6b|ab"}));
+    EXPECT_EQ(m_controller.calls, (Calls{"add a|x|u1|p1", "add b|y|u2|p2", "remove a|x|u1|p1",
+                                         "add last|one||", "add h\u00e9|\u00c4|b\u00f6b|ab"}));
+    // The agent never confirms: its only message is the init indication.
+    EXPECT_EQ(m_server.Must("messages", "{\"client\": 1}")["messages"].Size(), 1u);
 }
 
 TEST_F(DMPManagerTest, TruncatedAddRequestThrowsOutOfEventHandling) {
     Run([&](DMPManager& manager) {
+        ASSERT_TRUE(manager.AddDisplay(m_server.Display().c_str()));
         AddAndInit(manager);
-        PumpUntil(manager, [&] { return manager.Displays().begin()->second.endpoint->IsInitialised(); });
         m_server.Must("add_device", R"({"device_id": 5, "uri": "smb://h/s", "truncate": 20})");
-        DMPDisplay* display = manager.ActiveDisplay();
         EXPECT_THROW(
-            {
-                for (;;) {
-                    display->HandleEvents();
-                    usleep(1000);
-                }
+            for (;;) {
+                manager.Process();
+                usleep(1000);
             },
             stream::StreamException);
     });
@@ -213,31 +171,22 @@ TEST_F(DMPManagerTest, TruncatedAddRequestThrowsOutOfEventHandling) {
 }
 
 TEST_F(DMPManagerTest, SecondDisplayAnnouncesItselfWhenTheFirstIsLost) {
-    // Two names for one server are two displays to the manager.
-    const std::string first = m_server.Display();
-    const std::string second = first + ".0";
+    const std::string first = m_server.Display(), second = first + ".0"; // one server, two displays
     RecordingNotify other;
     Run([&](DMPManager& manager) {
         ASSERT_TRUE(manager.AddDisplay(first.c_str()));
-        m_server.Must("wait_init", "{\"client\": 1}");
         ASSERT_TRUE(manager.AddDisplay(second.c_str(), &other));
         m_server.Must("wait_client", "{\"count\": 2}");
-        ASSERT_EQ(manager.Displays().size(), 2u);
         EXPECT_EQ(manager.ActiveDisplay()->Name(), first);
-
         m_server.Must("close_client", "{\"client\": 1}");
         PumpUntil(
             manager, [&] { return manager.Displays().size() == 1; }, false);
         ASSERT_NE(manager.ActiveDisplay(), nullptr);
         EXPECT_EQ(manager.ActiveDisplay()->Name(), second);
-        auto init = m_server.Must("wait_init", "{\"client\": 2}");
-        EXPECT_STREQ(init["message"]["hex"].GetString(), kInitIndicationHex);
-
         // The promoted display's endpoint keeps its own notify target.
-        m_server.Must("send_init", "{\"client\": 2}");
+        AddAndInit(manager, 2);
         m_server.Must("add_device", R"({"client": 2, "device_id": 1, "uri": "smb://two/D"})");
         PumpUntil(manager, [&] { return !other.calls.empty(); });
-
         // Losing the last display leaves no active one.
         m_server.Must("close_client", "{\"client\": 2}");
         PumpUntil(
@@ -245,10 +194,32 @@ TEST_F(DMPManagerTest, SecondDisplayAnnouncesItselfWhenTheFirstIsLost) {
         EXPECT_EQ(manager.ActiveDisplay(), nullptr);
         manager.Process(); // nothing active: nothing to do
     });
-    EXPECT_EQ(other.calls, std::vector<std::string>{"add two|D||"});
+    EXPECT_EQ(other.calls, Calls{"add two|D||"});
     // The second display spoke once, after the promotion: it stayed silent while not active.
     EXPECT_EQ(m_server.Must("messages", "{\"client\": 2}")["messages"].Size(), 1u);
     EXPECT_TRUE(m_controller.calls.empty());
+}
+
+// The active display's server goes away and the main loop's Process reads first: Xlib calls the
+// I/O-error handler, which cleans up, and then ends the process itself.
+TEST(DMPManagerDeathTest, BrokenConnectionSeenByXlibCleansUpAndEnds) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    kptest::TestDisplayServer server;
+    RecordingNotify controller;
+    EXPECT_EXIT(WithManager(controller,
+                            [&](DMPManager& manager, platform::Dispatcher&) {
+                                DMPManager::SetCleanUp([] { std::fprintf(stderr, "clean-up ran\n"); });
+                                if (!manager.AddDisplay(server.Display().c_str()))
+                                    std::exit(3);
+                                server.Must("wait_init");
+                                server.Must("close_client");
+                                server.Must("wait_closed");
+                                for (;;) {
+                                    manager.Process();
+                                    usleep(10000);
+                                }
+                            }),
+                ::testing::ExitedWithCode(1), "clean-up ran");
 }
 
 } // namespace

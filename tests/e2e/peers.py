@@ -84,6 +84,28 @@ class Peers:
         out, err = proc.communicate(timeout=timeout)
         return proc.returncode, out.decode(), err.decode()
 
+    def wait_agent_idle(self):
+        """Waits until the agent blocks in its event wait with nothing left to do. Closing the display
+        while it is still busy with X races Xlib's own reading: Xlib would see the end of the connection
+        first and end the process through its I/O-error path (exit 1) instead of the loop's (exit 0)."""
+        path = "/proc/%d/syscall" % self.agent.pid
+        pselect = {"x86_64": "270", "aarch64": "72"}.get(os.uname().machine)
+
+        def syscall():
+            try:
+                with open(path) as f:
+                    return f.read().split(" ", 1)[0]
+            except OSError:
+                return None
+
+        def blocked():
+            return syscall() == pselect
+        if pselect is None or syscall() is None:  # another processor, or /proc hides it: best effort
+            time.sleep(0.2)
+            return
+        # Twice in a row: a zero time-out poll between two handling turns is a pselect too.
+        wait_for(lambda: blocked() and not time.sleep(0.05) and blocked(), what="agent idle in its wait")
+
     def finish_agent(self, timeout=20):
         out, err = self.agent.communicate(timeout=timeout)
         return self.agent.returncode, out.decode(), err.decode()

@@ -44,6 +44,7 @@ class AgentTest(unittest.TestCase):
 
     def close_display(self):
         """Drops the agent's display connection and returns how the agent ended: (rc, out, err)."""
+        self.peers.wait_agent_idle()
         self.peers.x.call("close_client")
         return self.peers.finish_agent()
 

@@ -2,19 +2,36 @@
 #include "net/zrdns.h"
 
 #include <gtest/gtest.h>
+#include <netdb.h>
 
 namespace {
 
-TEST(DNS, ResolvesLocalhostAndDottedAddresses) {
-    ZrDList<ZrInetAddr> list;
-    ASSERT_TRUE(ZrDNS::GetAddressList("LocalHost", list, true));
-    ASSERT_GE(list.Count(), 1u);
-    EXPECT_TRUE(list.Contains(ZrInetAddr::AddressLoopback()));
+// Asks the C library directly whether this machine's resolver knows the name; minimal images
+// and containers without /etc/hosts have no "localhost".
+bool SystemResolves(const char* name) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    addrinfo* result = nullptr;
+    const bool found = ::getaddrinfo(name, nullptr, &hints, &result) == 0 && result;
+    if (result)
+        ::freeaddrinfo(result);
+    return found;
+}
 
+TEST(DNS, ResolvesDottedAddresses) {
     ZrDList<ZrInetAddr> dotted;
     ASSERT_TRUE(ZrDNS::GetAddressList("10.9.8.7", dotted, false));
     ASSERT_EQ(dotted.Count(), 1u);
     EXPECT_EQ(dotted[0], ZrInetAddr(10, 9, 8, 7));
+}
+
+TEST(DNS, ResolvesLocalhostWhateverItsCase) {
+    if (!SystemResolves("localhost"))
+        GTEST_SKIP() << "this machine's resolver has no entry for localhost (no /etc/hosts?)";
+    ZrDList<ZrInetAddr> list;
+    ASSERT_TRUE(ZrDNS::GetAddressList("LocalHost", list, true));
+    ASSERT_GE(list.Count(), 1u);
+    EXPECT_TRUE(list.Contains(ZrInetAddr::AddressLoopback()));
 }
 
 TEST(DNS, UnknownNamesFailAndLeaveTheList) {

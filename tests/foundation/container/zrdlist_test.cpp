@@ -35,11 +35,7 @@ TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
             EXPECT_EQ(list.InsertNonConst(int(i)), i);
         EXPECT_EQ(list.Capacity(), row.capacity) << "step " << row.step << " appends " << row.appends;
         EXPECT_EQ(list.BitmapWords(), row.bitmapWords) << "step " << row.step << " appends " << row.appends;
-        EXPECT_EQ(list.Count(), row.appends);
-        EXPECT_EQ(list.EndIndex(), row.appends);
         EXPECT_EQ(list.Step(), row.step);
-        for (uint32_t i = 0; i < row.appends; ++i)
-            ASSERT_EQ(list[i], int(i));
         EXPECT_EQ(Contents(list).size(), row.appends);
     }
 }
@@ -60,7 +56,7 @@ TEST(ZrDList, RemovedSlotsStayHolesAndAreSkipped) {
     EXPECT_EQ(list.Find(2), 0xFFFFFFFFu);
 }
 
-TEST(ZrDList, FlushEmptiesAndRaisesChangeCounter) {
+TEST(ZrDList, FlushEmptiesRaisesChangeCounterAndEndsIterators) {
     ZrDList<int> list(3);
     for (int i = 0; i < 40; ++i)
         list.InsertNonConst(i);
@@ -73,86 +69,54 @@ TEST(ZrDList, FlushEmptiesAndRaisesChangeCounter) {
     EXPECT_EQ(list.BitmapWords(), 10u);
     EXPECT_EQ(list.InsertNonConst(9), 0u);
     EXPECT_EQ(Contents(list), (std::vector<int>{9}));
-}
-
-TEST(ZrDList, IteratorStopsWhenListIsEmptiedUnderIt) {
-    ZrDList<int> list;
-    for (int v : {5, 6, 7})
-        list.InsertNonConst(v);
+    // An iterator part-way through ends when the list is flushed and refilled under it.
     ZrDListIterator<int> it(list);
     ASSERT_NE(it.Next(), nullptr);
     list.Flush();
     list.InsertNonConst(8);
+    list.InsertNonConst(8); // a slot past the iterator's position, which it must not reach
     EXPECT_EQ(it.Next(), nullptr);
-
-    ZrDListIterator<int> fresh(list);
-    int* first = fresh.Next();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(*first, 8);
-    EXPECT_EQ(fresh.Next(), nullptr);
+    EXPECT_EQ(Contents(list), (std::vector<int>{8, 8}));
 }
 
-// Copies, moves and flushes at every size keep holes and contents, and leave each other alone. With
-// two inline slots the strings cross both storage edges: the third slot moves them to the heap, the
-// 33rd bit moves the bitmap; without, they live on the heap from the first.
+// Copies and moves at every size keep holes and contents and leave each other alone. With two inline
+// slots the strings cross both storage edges: the third slot moves them to the heap, the 33rd bit
+// moves the bitmap; without, they live on the heap from the first.
 template <uint32_t N> void CheckCopiesAndMoves() {
     using List = ZrDList<ZrUniString, N>;
-    SCOPED_TRACE("inline slots " + std::to_string(N));
-    for (uint32_t size : {0u, 1u, 2u, 3u, 10u, 11u, 32u, 33u, 64u, 321u}) {
+    for (uint32_t size : {0u, 1u, 2u, 3u, 11u, 32u, 33u, 321u}) {
+        SCOPED_TRACE(testing::Message() << "inline slots " << N << ", size " << size);
         List list;
-        std::vector<std::string> expected;
-        for (uint32_t i = 0; i < size; ++i) {
-            std::string text = "v" + std::to_string(i);
-            list.Insert(ZrUniString(text.c_str()));
-            expected.push_back(text);
-        }
-        // A hole in the inline part and one past it.
-        for (uint32_t hole : {1u, 40u})
+        for (uint32_t i = 0; i < size; ++i)
+            list.Insert(ZrUniString(std::to_string(i).c_str()));
+        for (uint32_t hole : {1u, 40u}) // a hole in the inline part and one past it
             if (hole < size) {
                 ASSERT_TRUE(list.RemoveAt(hole));
-                expected[hole].clear();
             }
-        auto check = [&](const List& l, const char* what) {
-            ASSERT_EQ(l.EndIndex(), size) << what << " " << size;
-            uint32_t count = 0;
+        auto check = [&](const List& l) {
+            ASSERT_EQ(l.EndIndex(), size);
+            EXPECT_EQ(l.Count(), size - (size > 1) - (size > 40));
             for (uint32_t i = 0; i < size; ++i) {
-                ASSERT_EQ(l.IsOccupied(i), !expected[i].empty()) << what << " " << size << " slot " << i;
-                if (l.IsOccupied(i)) {
-                    ++count;
-                    EXPECT_EQ(l[i].AsUtf8(), expected[i]) << what << " " << size;
-                } else {
-                    EXPECT_EQ(l[i].Length(), 0u);
-                }
+                bool hole = i == 1 || i == 40;
+                ASSERT_EQ(l.IsOccupied(i), !hole) << i;
+                EXPECT_EQ(l[i].AsUtf8(), hole ? "" : std::to_string(i));
             }
-            EXPECT_EQ(l.Count(), count) << what;
         };
-        check(list, "original");
-        List copy(list);
-        check(copy, "copy");
-        List assigned;
+        List copy(list), assigned, moveAssigned;
         assigned.Insert(ZrUniString("replaced"));
         assigned = list;
-        check(assigned, "assigned");
         List moved(std::move(copy));
-        check(moved, "moved");
         EXPECT_EQ(copy.EndIndex(), 0u);
-        EXPECT_EQ(copy.Count(), 0u);
         EXPECT_EQ(copy.Capacity(), List().Capacity());
         copy.Insert(ZrUniString("again")); // a moved-from list is a new list
         EXPECT_EQ(copy[0].AsUtf8(), "again");
-        List moveAssigned;
-        for (int i = 0; i < 5; ++i)
-            moveAssigned.Insert(ZrUniString("x"));
+        moveAssigned.Insert(ZrUniString("x"));
         moveAssigned = std::move(moved);
-        check(moveAssigned, "move-assigned");
-        // Growing on after a copy leaves the original alone.
+        check(assigned);
+        check(moveAssigned);
         assigned.Insert(ZrUniString("tail"));
         moveAssigned.Insert(ZrUniString("tail"));
-        check(list, "original after the copy grew");
-        list.Flush();
-        EXPECT_EQ(list.EndIndex(), 0u);
-        EXPECT_EQ(list.BitmapWords(), 10u);
-        EXPECT_EQ(list.InsertNonConst(ZrUniString("first")), 0u);
+        check(list); // untouched by the copies growing on
     }
 }
 

@@ -15,12 +15,9 @@ inline ZrByteBuffer FromHex(const std::string& hex) {
 }
 
 inline std::string ToHex(const ZrByteBuffer& bytes) {
-    static const char digits[] = "0123456789ABCDEF";
     std::string out;
-    for (uint64_t i = 0; i < bytes.Length(); ++i) {
-        out += digits[bytes[i] >> 4];
-        out += digits[bytes[i] & 15];
-    }
+    for (uint64_t i = 0; i < bytes.Length(); ++i)
+        out += {"0123456789ABCDEF"[bytes[i] >> 4], "0123456789ABCDEF"[bytes[i] & 15]};
     return out;
 }
 

@@ -40,18 +40,12 @@ TEST(ZrCheckSumTest, ReferenceCrcIsThePosixCksumCrc) {
 }
 
 TEST(ZrCheckSumTest, FeedsUnitsLowByteFirstThenTheUnitCount) {
+    // Counts of one, two (the low byte zero) and three bytes.
+    // clang-format off
     const std::u16string cases[] = {
-        u"...",
-        u".a",
-        u"a",
-        u"alice",
-        u"\u00e9l\u00e8ve",
-        u"\u4e2d\u6587",
-        u"\U0001F600",
-        std::u16string(255, u'x'),   // count fits one byte
-        std::u16string(256, u'x'),   // count needs two bytes, the low one zero
-        std::u16string(70000, u'y'), // count needs three bytes
-    };
+        u"...", u".a", u"a", u"alice", u"\u00e9l\u00e8ve", u"\u4e2d\u6587", u"\U0001F600",
+        std::u16string(255, u'x'), std::u16string(256, u'x'), std::u16string(70000, u'y')};
+    // clang-format on
     for (const auto& text : cases)
         EXPECT_EQ(ZrCheckSum::Sum(Uni(text)), SlowCrc(text)) << text.size();
     // Byte order within a unit matters: U+0100 and U+0001 differ only in which byte is fed first.

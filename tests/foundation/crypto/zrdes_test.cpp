@@ -20,35 +20,12 @@ protected:
     void TearDown() override { ZrDES::encryptdata = true; }
 };
 
-TEST_F(ZrDESTest, EnciphersAndDeciphersPublishedVectors) {
-    const struct {
-        const char *key, *plain, *cipher;
-    } rows[] = {
-        // Grabbe, "The DES Algorithm Illustrated", worked example.
-        {"133457799BBCDFF1", "0123456789ABCDEF", "85E813540F0AB405"},
-        // FIPS 81, ECB example, first block "Now is t".
-        {"0123456789ABCDEF", "4E6F772069732074", "3FA40E8A984D4815"},
-        // NBS SP 500-20: variable plaintext, variable key and substitution table known answers.
-        {"0101010101010101", "8000000000000000", "95F8A5E5DD31D900"},
-        {"0101010101010101", "0100000000000000", "0D9F279BA5D87260"},
-        {"8001010101010101", "0000000000000000", "95A8D72813DAA94D"},
-        {"0201010101010101", "0000000000000000", "4615AA1D33E72F10"},
-        {"7CA110454A1A6E57", "01A1D6D039776742", "690F5B0D9A26939B"},
-        {"04B915BA43FEB5B6", "42FD443059577FA2", "AF37FB421F8C4095"},
-    };
-    for (const auto& v : rows) {
-        SCOPED_TRACE(v.key + std::string(" ") + v.plain);
-        kf_struct schedule;
-        ZrDES::set_key(FromHex(v.key), schedule);
-        ZrDES::encryptdata = true;
-        EXPECT_EQ(ToHex(ZrDES::ecb_encrypt(FromHex(v.plain), schedule)), v.cipher);
-        ZrDES::encryptdata = false;
-        EXPECT_EQ(ToHex(ZrDES::ecb_encrypt(FromHex(v.cipher), schedule)), v.plain);
-    }
-    // The word form holds bytes 0-3 and 4-7 little-endian: the first row again.
+// The word form holds bytes 0-3 and 4-7 little-endian (key and block of the well-known worked
+// example, whose cipher text is 85E813540F0AB405); the block forms are checked against the reference
+// library below.
+TEST_F(ZrDESTest, WordFormIsLittleEndian) {
     kf_struct schedule;
     ZrDES::set_key(FromHex("133457799BBCDFF1"), schedule);
-    ZrDES::encryptdata = true;
     const uint32_t in[2] = {0x67452301u, 0xEFCDAB89u};
     uint32_t out[2];
     ZrDES::des_encrypt(in, out, schedule);
@@ -149,22 +126,15 @@ TEST_F(ZrDESTest, AgreesWithReferenceLibraryOnRandomBlocks) {
         ZrDES::set_key(key8, ours);
         ZrDES::encryptdata = true;
         ASSERT_EQ(ZrDES::ecb_encrypt(block, ours), ZrByteBuffer(full, 8)) << "round " << round;
-    }
-}
 
-TEST_F(ZrDESTest, TripleDesAgreesWithReferenceEdeAndInverts) {
-    std::mt19937 rng(99);
-    for (int round = 0; round < 300; ++round) {
-        const ZrByteBuffer k1 = RandomBytes(rng, 7), k2 = RandomBytes(rng, 7), k3 = RandomBytes(rng, 7);
-        const ZrByteBuffer data = RandomBytes(rng, 8);
-        DES_key_schedule s1 = ReferenceSchedule(k1), s2 = ReferenceSchedule(k2), s3 = ReferenceSchedule(k3);
-        DES_cblock in, expected;
-        std::memcpy(in, data.Data(), 8);
-        DES_ecb3_encrypt(&in, &expected, &s1, &s2, &s3, DES_ENCRYPT);
-        const ZrByteBuffer cipher = ZrDES::Triple_DES_Encrypt(data, k1, k2, k3);
-        ASSERT_EQ(cipher, ZrByteBuffer(expected, 8)) << "round " << round;
+        // Triple DES with three keys: encrypt, decrypt, encrypt; decryption inverts it.
+        const ZrByteBuffer k2 = RandomBytes(rng, 7), k3 = RandomBytes(rng, 7);
+        DES_key_schedule s2 = ReferenceSchedule(k2), s3 = ReferenceSchedule(k3);
+        DES_ecb3_encrypt(&in, &full, &schedule, &s2, &s3, DES_ENCRYPT);
+        const ZrByteBuffer cipher = ZrDES::Triple_DES_Encrypt(block, key, k2, k3);
+        ASSERT_EQ(cipher, ZrByteBuffer(full, 8)) << "round " << round;
         ASSERT_TRUE(ZrDES::encryptdata);
-        ASSERT_EQ(ZrDES::Triple_DES_Decrypt(cipher, k1, k2, k3), data) << "round " << round;
+        ASSERT_EQ(ZrDES::Triple_DES_Decrypt(cipher, key, k2, k3), block) << "round " << round;
         ASSERT_FALSE(ZrDES::encryptdata);
     }
 }

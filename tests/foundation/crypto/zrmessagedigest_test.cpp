@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
 #include <vector>
 
 // Only the test reaches for the reference library's one-shot MD4/MD5 calls, which it marks deprecated.
@@ -16,34 +15,10 @@
 
 namespace {
 
-struct DigestCase {
-    const char* input;
-    const char* md4;
-    const char* md5;
-};
-
-// From the test suites of RFC 1320 (MD4) and RFC 1321 (MD5): same inputs, one row each.
-const DigestCase kSuite[] = {
-    {"", "31D6CFE0D16AE931B73C59D7E0C089C0", "D41D8CD98F00B204E9800998ECF8427E"},
-    {"abc", "A448017AAF21D8525FC10AE87AA6729D", "900150983CD24FB0D6963F7D28E17F72"},
-    {"abcdefghijklmnopqrstuvwxyz", "D79E1C308AA5BBCDEEA8ED63DF412DA9", "C3FCD3D76192E4007DFB496CCA67E13B"},
-    {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "043F8582F241DB351CE627E153E7F0E4",
-     "D174AB98D277D9F5A5611C2C9F419D9F"},
-    {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-     "E33B4DDC9C38F2199C3E7B164FCC0536", "57EDF4A22BE3C955AC49DA2E2107B67A"},
-};
-
-TEST(ZrMessageDigestTest, MatchesPublishedSuites) {
-    for (const DigestCase& c : kSuite) {
-        SCOPED_TRACE(c.input);
-        EXPECT_EQ(ToHex(ZrMessageDigest::MDEncode(Bytes(c.input), kZrDigestMD4)), c.md4);
-        EXPECT_EQ(ToHex(ZrMessageDigest::MDEncode(Bytes(c.input), kZrDigestMD5)), c.md5);
-        EXPECT_EQ(ToHex(ZrEncrypt::MD4_Encode(Bytes(c.input))), c.md4);
-        EXPECT_EQ(ToHex(ZrEncrypt::MD5_Encode(Bytes(c.input))), c.md5);
-    }
+TEST(ZrMessageDigestTest, RefusesUnknownKinds) {
     ZrMessageDigest::Context context;
     EXPECT_FALSE(ZrMessageDigest::MDInit(context, 3));
-    EXPECT_TRUE(ZrMessageDigest::MDEncode(Bytes("abc"), 6).IsEmpty()) << "unknown kind";
+    EXPECT_TRUE(ZrMessageDigest::MDEncode(Bytes("abc"), 6).IsEmpty());
 }
 
 // Feeds `data` in pieces whose sizes come from `rng`, crossing block boundaries in every way.
@@ -79,6 +54,8 @@ TEST(ZrMessageDigestTest, AgreesWithReferenceLibraryOnRandomInputs) {
             << "length " << length;
         ASSERT_EQ(DigestInPieces(data, kZrDigestMD4, rng), ZrByteBuffer(md4, 16)) << "length " << length;
         ASSERT_EQ(DigestInPieces(data, kZrDigestMD5, rng), ZrByteBuffer(md5, 16)) << "length " << length;
+        ASSERT_EQ(ZrEncrypt::MD4_Encode(input), ZrByteBuffer(md4, 16));
+        ASSERT_EQ(ZrEncrypt::MD5_Encode(input), ZrByteBuffer(md5, 16));
     }
 }
 

@@ -36,23 +36,6 @@ TEST(ZrDBParseRead, BlankHeaderAndCommentOnlyTextsAddNothing) {
     }
 }
 
-TEST(ZrDBParseRead, ReadsEntriesWithValuesInOrder) {
-    ZrDatabase db;
-    ASSERT_TRUE(db.FromString("[k={}]\n[e={()}]\n[share/docs/path={(/home/a)(x\\=y)}]\n[d={(1)(1)}]", 3));
-    EXPECT_TRUE(db.KeyExists("k"));
-    EXPECT_TRUE(Values(db, "k").empty());
-    EXPECT_EQ(Values(db, "e"), (std::vector<std::string>{""}));
-    EXPECT_EQ(Values(db, "share/docs/path"), (std::vector<std::string>{"/home/a", "x=y"}));
-    EXPECT_EQ(Values(db, "d"), (std::vector<std::string>{"1", "1"}));
-    EXPECT_EQ(db.Tag("k"), 3);
-    EXPECT_EQ(db.Tag("share/docs/path"), 3);
-    // A repeated key takes its last occurrence, comment included.
-    ASSERT_TRUE(db.FromString("# first\n[k={(1)(2)}]\n# second\n[k={(3)}]", 0));
-    EXPECT_EQ(Values(db, "k"), (std::vector<std::string>{"3"}));
-    EXPECT_EQ(Comment(db, "k"), "# second\n");
-    EXPECT_EQ(db.Count(), 4u);
-}
-
 TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
     struct Row {
         const char* text;
@@ -68,6 +51,8 @@ TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
         {"[\\q\\[={(\\n)}]", "q[", {"n"}},                             // an escape before any character
         {"[k= \t\n{ (1) \n # c\n (2)\n}\r\n]", "k", {"1", "2"}},       // irrelevant text between tokens
         {"[k={}]#trailing comment", "k", {}},                          // text may end in a comment
+        {"[d={(1)(1)}]", "d", {"1", "1"}},                             // repeated values stay
+        {"[e={()}]", "e", {""}},                                       // an empty value
         {"[k#={(#)}]", "k#", {"#"}},                                   // "#" inside brackets is text
         {"[\xe2\x82\xac={(\xc3\xa9)}]", "\xe2\x82\xac", {"\xc3\xa9"}}, // non-ASCII units
     };
@@ -114,25 +99,6 @@ TEST(ZrDBParseRead, EntriesBeforeAnErrorStay) {
     // "b" was created at its "{" and got its value before the error.
     EXPECT_EQ(Values(db, "b"), (std::vector<std::string>{"2"}));
     EXPECT_FALSE(db.KeyExists("c"));
-}
-
-TEST(ZrDBParseRead, SkipsCanBeDrivenOnTheirOwn) {
-    ZrDBParse parse;
-    parse.Begin("##a\n##b", 0);
-    EXPECT_TRUE(parse.SkipHeader());
-    EXPECT_EQ(parse.Index(), 7u);
-    EXPECT_EQ(parse.Character(), 8u);
-    EXPECT_EQ(parse.Line(), 1u);
-    EXPECT_FALSE(parse.SkipHeader());
-
-    parse.Begin("\n \n\n#x\n[", 0);
-    ZrUniString collected("old");
-    EXPECT_TRUE(parse.SkipIrrelevant(collected));
-    EXPECT_EQ(collected.AsUtf8(), " \n#x\n");
-    EXPECT_EQ(parse.Line(), 5u);
-    EXPECT_EQ(parse.Character(), 1u);
-    EXPECT_FALSE(parse.SkipIrrelevant(collected));
-    EXPECT_TRUE(collected.IsEmpty());
 }
 
 // Keys and values are scanned several units at a time: line feeds and stops at every offset within

@@ -11,45 +11,14 @@
 
 namespace {
 
-TEST(ZrDBParseWrite, QuotesOnlyCloseParenEqualsAndBackslash) {
-    struct Row {
-        std::u16string in, out;
-    };
-    const Row rows[] = {
-        {u"", u""},
-        {u"plain text", u"plain text"},
-        {u"a)b=c\\d", u"a\\)b\\=c\\\\d"},
-        {u"([{}]#\n", u"([{}]#\n"}, // never escaped
-        {u"))", u"\\)\\)"},
-        {u"\u20ac=", u"\u20ac\\="},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(ZrDBParse::Quote(ZrUniString(row.in)).View(), row.out) << ZrUniString(row.in).AsUtf8();
-}
-
-TEST(ZrDBParseWrite, QuotingAtEveryOffsetMatchesTheUnitRule) {
-    // Escapes are found several units at a time; put them at every offset of such a block.
-    std::mt19937 rng(3);
-    const char16_t alphabet[] = u"ab)=\\(\n\u0129\u3d29";
-    for (int round = 0; round < 500; ++round) {
-        std::u16string in, expected;
-        for (size_t n = rng() % 30; n > 0; --n) {
-            char16_t c = alphabet[rng() % (sizeof alphabet / 2 - 1)];
-            in += c;
-            if (c == u')' || c == u'=' || c == u'\\')
-                expected += u'\\';
-            expected += c;
-        }
-        ASSERT_EQ(ZrDBParse::Quote(ZrUniString(in)).View(), expected) << ZrUniString(in).AsUtf8();
-    }
-}
-
+// Only ")", "=" and "\\" are escaped, in keys and values alike.
 TEST(ZrDBParseWrite, WritesOneEntryByteForByte) {
     ZrDBEntry entry;
     entry.AppendValue("/home/a");
-    entry.AppendValue("x=y");
+    entry.AppendValue("x=y)([{}]#\n\\\xe2\x82\xac");
     ZrDBParse parse;
-    EXPECT_EQ(parse.ToString("share/docs/path", entry).AsUtf8(), "[share/docs/path={(/home/a)(x\\=y)}]\n");
+    EXPECT_EQ(parse.ToString("share/docs/path", entry).AsUtf8(),
+              "[share/docs/path={(/home/a)(x\\=y\\)([{}]#\n\\\\\xe2\x82\xac)}]\n");
     ZrDBEntry empty;
     EXPECT_EQ(parse.ToString("k", empty).AsUtf8(), "[k={}]\n");
     ZrDBEntry commented;
@@ -58,26 +27,24 @@ TEST(ZrDBParseWrite, WritesOneEntryByteForByte) {
     EXPECT_EQ(parse.ToString("a=b)", commented).AsUtf8(), "# note\n  [a\\=b\\)={()}]\n");
 }
 
+// Entries come out bucket by bucket, slot by slot: fourteen keys have grown the table to sixteen
+// buckets (the order below was worked out by hand from the key hash, nine times plus each byte of the
+// UTF-16 units, and the rebuild at the thirteenth insert).
 TEST(ZrDBParseWrite, WritesInTableOrderAndFiltersByTag) {
     ZrDatabase db;
-    const char* keys[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l", "m", "n"};
     for (int i = 0; i < 14; ++i) {
-        db.AppendValue(keys[i], "v");
-        db.Tag(keys[i], i % 3);
+        std::string key = "share";
+        key += std::to_string(i);
+        db.AppendValue(key.c_str(), "v");
+        db.Tag(key.c_str(), i % 3);
     }
-    // Expected text built from a walk of the table itself: bucket by bucket, slot by slot.
-    std::string all, tagged;
-    ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
-    while (ZrDatabase::Pair* p = it.Next()) {
-        std::string line = "[" + p->Key().AsUtf8() + "={(v)}]\n";
-        all += line;
-        if (p->Value().Tag() == 2)
-            tagged += line;
-    }
-    EXPECT_EQ(db.ToString(-1).AsUtf8(), all);
-    EXPECT_EQ(db.ToString(2).AsUtf8(), tagged);
+    EXPECT_EQ(db.Entries().BucketCount(), 16u);
+    EXPECT_EQ(db.ToString(-1).AsUtf8(), "[share6={(v)}]\n[share8={(v)}]\n[share1={(v)}]\n[share10={(v)}]\n"
+                                        "[share3={(v)}]\n[share12={(v)}]\n[share5={(v)}]\n[share7={(v)}]\n"
+                                        "[share0={(v)}]\n[share9={(v)}]\n[share2={(v)}]\n[share11={(v)}]\n"
+                                        "[share4={(v)}]\n[share13={(v)}]\n");
+    EXPECT_EQ(db.ToString(2).AsUtf8(), "[share8={(v)}]\n[share5={(v)}]\n[share2={(v)}]\n[share11={(v)}]\n");
     EXPECT_EQ(db.ToString(9).AsUtf8(), "");
-    EXPECT_TRUE(ZrDatabase().ToString(-1).IsEmpty());
 }
 
 TEST(ZrDBParseWrite, FileHeaderIsFourLinesThatTheReaderSkips) {
@@ -95,12 +62,17 @@ TEST(ZrDBParseWrite, FileHeaderIsFourLinesThatTheReaderSkips) {
     EXPECT_EQ(back.ToString(-1).AsUtf8(), "[k={(v)}]\n");
 }
 
-// Generated databases, written and read back, must come back with the same keys, values, tags and
-// comments; the alphabet holds every character the writer escapes, blanks and line feeds. Comments are
-// generated in the form the reader produces (blank runs and "#" lines, each
-// "#" line ending in a line feed, no leading or doubled line feed), and the first entry written gets
-// no "##" opening, which the reader would take for a header.
-class RoundTrip : public ::testing::TestWithParam<uint32_t> {};
+// Generated databases, written one text per tag and read back, keep their keys, values, tags and
+// comments; the alphabet holds every character the writer escapes, blanks and line feeds. Comments take
+// the form the reader produces ("#" lines ending in a line feed, and blank runs), and none opens with
+// "##", which the reader would take for a header.
+std::u16string RandomText(std::mt19937& rng, size_t maxLength, bool lineFeeds = true) {
+    static const char16_t alphabet[] = u"ab/ =)(\\{}[]#\t\u00e9\u20ac\xd800x\n";
+    std::u16string s;
+    for (size_t n = rng() % (maxLength + 1); n > 0; --n)
+        s.push_back(alphabet[rng() % (std::size(alphabet) - (lineFeeds ? 1 : 2))]);
+    return s;
+}
 
 struct Expected {
     std::vector<std::u16string> values;
@@ -108,77 +80,46 @@ struct Expected {
     int tag;
 };
 
-std::u16string RandomText(std::mt19937& rng, size_t maxLength) {
-    static const char16_t alphabet[] = u"ab/ =)(\\{}[]#\n\t\u00e9\u20ac\xd800x";
-    std::u16string s;
-    size_t n = rng() % (maxLength + 1);
-    for (size_t i = 0; i < n; ++i)
-        s.push_back(alphabet[rng() % (sizeof alphabet / sizeof alphabet[0] - 1)]);
-    return s;
-}
-
-std::u16string RandomComment(std::mt19937& rng) {
-    std::u16string c;
-    int parts = rng() % 4;
-    for (int i = 0; i < parts; ++i) {
-        if (rng() % 2) {
-            c += u"#";
-            for (char16_t ch : RandomText(rng, 8))
-                if (ch != u'\n')
-                    c.push_back(ch);
-            c += u"\n";
-        } else {
-            c += std::u16string(1 + rng() % 3, rng() % 2 ? u' ' : u'\t');
+TEST(ZrDBParseWrite, RandomDatabasesReadBackAsWritten) {
+    for (uint32_t seed = 1; seed <= 40; ++seed) {
+        std::mt19937 rng(seed);
+        ZrDatabase db;
+        std::map<std::u16string, Expected> model;
+        for (int i = 1 + rng() % 300; i > 0; --i) {
+            std::u16string key = RandomText(rng, 12) + char16_t(u'0' + i % 10);
+            Expected& e = model[key];
+            e = {{}, u"", static_cast<int>(rng() % 3)};
+            db.ClearKey(ZrUniString(key));
+            for (int v = rng() % 4; v > 0; --v) {
+                e.values.push_back(RandomText(rng, 10));
+                db.AppendValue(ZrUniString(key), ZrUniString(e.values.back()));
+            }
+            for (int part = rng() % 4; part > 0; --part) {
+                if (rng() % 2)
+                    e.comment.append(u"#").append(RandomText(rng, 8, false)).append(u"\n");
+                else
+                    e.comment.append(1 + rng() % 3, rng() % 2 ? u' ' : u'\t');
+            }
+            while (e.comment.rfind(u"##", 0) == 0)
+                e.comment.erase(0, 1);
+            db.Comment(ZrUniString(key), ZrUniString(e.comment));
+            db.Tag(ZrUniString(key), e.tag);
+        }
+        ZrDatabase back;
+        for (int tag = 0; tag < 3; ++tag)
+            ASSERT_TRUE(back.FromString(db.ToString(tag), tag)) << back.ErrorString().AsUtf8();
+        ASSERT_EQ(back.Count(), model.size());
+        for (const auto& [key, e] : model) {
+            const ZrDBEntry* entry = back.Entry(ZrUniString(key));
+            ASSERT_NE(entry, nullptr) << ZrUniString(key).AsUtf8();
+            std::vector<std::u16string> values;
+            for (const ZrUniString& v : entry->ValueList())
+                values.emplace_back(v.View());
+            EXPECT_EQ(values, e.values);
+            EXPECT_EQ(entry->Tag(), e.tag);
+            EXPECT_EQ(std::u16string(entry->Comment().View()), e.comment);
         }
     }
-    return c;
 }
-
-TEST_P(RoundTrip, KeysValuesTagsAndCommentsSurvive) {
-    std::mt19937 rng(GetParam());
-    ZrDatabase db;
-    std::map<std::u16string, Expected> model;
-    int entries = 1 + rng() % 300;
-    for (int i = 0; i < entries; ++i) {
-        std::u16string key = RandomText(rng, 12) + std::u16string(1, char16_t(u'0' + i % 10));
-        Expected& e = model[key];
-        e.values.clear();
-        ZrUniString k(key);
-        db.ClearKey(k);
-        for (int v = rng() % 4; v > 0; --v) {
-            e.values.push_back(RandomText(rng, 10));
-            db.AppendValue(k, ZrUniString(e.values.back()));
-        }
-        e.comment = RandomComment(rng);
-        while (e.comment.rfind(u"##", 0) == 0)
-            e.comment.erase(0, 1);
-        db.Comment(k, ZrUniString(e.comment));
-        e.tag = rng() % 3;
-        db.Tag(k, e.tag);
-    }
-
-    // One text per tag, each read back with its tag.
-    ZrDatabase back;
-    for (int tag = 0; tag < 3; ++tag)
-        ASSERT_TRUE(back.FromString(db.ToString(tag), tag)) << back.ErrorString().AsUtf8();
-    ASSERT_EQ(back.Count(), model.size());
-    for (const auto& [key, e] : model) {
-        ZrUniString k(key);
-        const ZrDBEntry* entry = back.Entry(k);
-        ASSERT_NE(entry, nullptr) << k.AsUtf8();
-        std::vector<std::u16string> values;
-        for (const ZrUniString& v : entry->ValueList())
-            values.push_back(std::u16string(v.View()));
-        EXPECT_EQ(values, e.values) << k.AsUtf8();
-        EXPECT_EQ(entry->Tag(), e.tag) << k.AsUtf8();
-        EXPECT_EQ(std::u16string(entry->Comment().View()), e.comment) << k.AsUtf8();
-    }
-    // The whole text reads back into the same text.
-    ZrDatabase again;
-    ASSERT_TRUE(again.FromString(db.ToString(-1), 0));
-    EXPECT_TRUE(again.ToString(-1) == db.ToString(-1));
-}
-
-INSTANTIATE_TEST_SUITE_P(Seeds, RoundTrip, ::testing::Range(1u, 41u));
 
 } // namespace

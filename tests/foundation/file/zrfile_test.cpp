@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -17,7 +18,10 @@ protected:
         ASSERT_NE(mkdtemp(pattern), nullptr);
         dir = pattern;
     }
-    void TearDown() override { std::system(("rm -rf '" + dir + "'").c_str()); }
+    void TearDown() override {
+        std::error_code ignored; // a left-over temporary folder fails no test
+        std::filesystem::remove_all(dir, ignored);
+    }
     ZrUniString Path(const std::string& name) const { return ZrUniString((dir + "/" + name).c_str()); }
     void Write(const std::string& name, const std::string& bytes) const {
         std::ofstream(dir + "/" + name, std::ios::binary) << bytes;
@@ -58,19 +62,16 @@ TEST_F(ZrFileTest, ExistenceCountsDanglingLinks) {
     EXPECT_FALSE(ZrFile::Unlink(Path("dangling")));
 }
 
-TEST_F(ZrFileTest, NamesWithSpacesAndNonAsciiReachTheSystemAsUtf8) {
-    ZrUniString name = Path("My WEX Drives \xc3\xa9");
-    ASSERT_TRUE(ZrFile::Symlink(ZrUniString("/srv/mnt/alice/pc1"), name));
+// Names with blanks and non-ASCII reach the system as UTF-8; the mode follows links.
+TEST_F(ZrFileTest, NamesReachTheSystemAsUtf8AndModeFollowsLinks) {
+    ASSERT_TRUE(ZrFile::Symlink(Path("secret"), Path("My WEX Drives \xc3\xa9")));
     char buffer[256] = {};
     ASSERT_GT(readlink((dir + "/My WEX Drives \xc3\xa9").c_str(), buffer, sizeof buffer - 1), 0);
-    EXPECT_STREQ(buffer, "/srv/mnt/alice/pc1");
-}
-
-TEST_F(ZrFileTest, ModeFollowsLinks) {
+    EXPECT_EQ(buffer, dir + "/secret");
     Write("secret", "x");
     ASSERT_EQ(chmod((dir + "/secret").c_str(), 0640), 0);
     mode_t mode = 0;
-    ASSERT_TRUE(ZrFile::Mode(Path("secret"), mode));
+    ASSERT_TRUE(ZrFile::Mode(Path("My WEX Drives \xc3\xa9"), mode));
     EXPECT_EQ(mode & 0777, 0640u);
     EXPECT_FALSE(ZrFile::Mode(Path("missing"), mode));
     EXPECT_TRUE(ZrFile::OthersMayRead(Path("secret")));

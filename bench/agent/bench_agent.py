@@ -222,6 +222,14 @@ class Bench:
                 p.kill()
                 p.wait()
 
+    def finish(self):
+        """Stops every process this run started and removes its files (unless --keep)."""
+        self.stop_all()
+        if self.args.keep:
+            print("files kept in %s" % self.tmp)
+        else:
+            shutil.rmtree(self.tmp, ignore_errors=True)
+
     def start_peers(self):
         xs = self.spawn([sys.executable, XTESTSERVER, "--display", "auto", "--control",
                          os.path.join(self.tmp, "x.sock"), "--watch-parent"])
@@ -513,11 +521,7 @@ class Bench:
             self.drives()
             self.report()
         finally:
-            self.stop_all()
-            if self.args.keep:
-                print("files kept in %s" % self.tmp)
-            else:
-                shutil.rmtree(self.tmp, ignore_errors=True)
+            self.finish()
 
 
 def main():

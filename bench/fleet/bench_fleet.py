@@ -259,18 +259,7 @@ class Fleet(ba.Bench):
                               % ", ".join("%d x %d" % (codes.count(c), c) for c in sorted(set(codes))))
             self.report()
         finally:
-            for p in reversed(self.children):
-                if p.poll() is None:
-                    p.terminate()
-            for p in self.children:
-                try:
-                    p.wait(10)
-                except subprocess.TimeoutExpired:
-                    p.kill()
-            if self.args.keep:
-                print("files kept in %s" % self.tmp)
-            else:
-                shutil.rmtree(self.tmp, ignore_errors=True)
+            self.finish()
 
 
 def main():

@@ -26,7 +26,6 @@ Usage: bench/soak/bench_soak.py [--agent build/bin/kpatdmcl] [--table build/bin/
 import argparse
 import base64
 import os
-import shutil
 import subprocess
 import sys
 import time
@@ -128,11 +127,7 @@ class Soak(ba.Bench):
             self.write_config()
             samples, seconds, hwm, pid, rc, keys, clients = self.soak()
         finally:
-            self.stop_all()
-            if a.keep:
-                print("files kept in %s" % self.tmp)
-            else:
-                shutil.rmtree(self.tmp, ignore_errors=True)
+            self.finish()
 
         print("\nkpatdmcl soak: %d add/remove cycles on one display with one drive kept, all on CPU %d"
               % (a.cycles, a.cpu))

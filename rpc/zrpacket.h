@@ -8,6 +8,17 @@
 #include "foundation/string/zrbytebuffer.h"
 #include "foundation/string/zrunistring.h"
 
+// The two reading constructors every record offers: from another packet's bytes and from raw bytes
+// (as for Read). A constructor cannot report, so the outcome is the valid flag. They belong to the
+// record itself: a base class constructor would read into fields that do not exist yet.
+#define ZR_PACKET_READING_CONSTRUCTORS(Record)                                                               \
+    explicit Record(const ZrPacket& packet) {                                                                \
+        ReadFromPacket(packet);                                                                              \
+    }                                                                                                        \
+    Record(const unsigned char*& data, unsigned long& remaining) {                                           \
+        ReadFromBytes(data, remaining);                                                                      \
+    }
+
 class ZrPacket {
 public:
     ZrPacket() = default;
@@ -59,6 +70,9 @@ protected:
     void ReadFromPacket(const ZrPacket& packet) {
         const unsigned char* data = packet.Where();
         unsigned long remaining = packet.HowBig();
+        ReadFromBytes(data, remaining);
+    }
+    void ReadFromBytes(const unsigned char*& data, unsigned long& remaining) {
         (void)Read(data, remaining); // a constructor cannot report: the outcome is the valid flag
     }
     // Ends a Read: records the outcome in the valid flag and returns it.

@@ -2,10 +2,6 @@
 
 #include "rpc/zrxdr.h"
 
-ZrRPCAuthBlock::ZrRPCAuthBlock(const ZrPacket& packet) : m_flavour(ZrRPCEnum::AuthNone) {
-    ReadFromPacket(packet);
-}
-
 const ZrRPCUnixAuth& ZrRPCAuthBlock::auth_body() const {
     static const ZrRPCUnixAuth empty;
     return m_body ? *m_body : empty;

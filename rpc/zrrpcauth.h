@@ -26,10 +26,7 @@ private:
 class ZrRPCUnixAuth : public ZrRecord<ZrRPCUnixAuth> {
 public:
     ZrRPCUnixAuth() = default;
-    explicit ZrRPCUnixAuth(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCUnixAuth(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCUnixAuth)
 
     uint32_t stamp() const { return m_stamp; }
     void stamp(uint32_t value) { Assign(m_stamp, value); }
@@ -62,10 +59,7 @@ private:
 class ZrRPCAuthBlock : public ZrPacket {
 public:
     explicit ZrRPCAuthBlock(uint32_t flavour = ZrRPCEnum::AuthNone) : m_flavour(flavour) {}
-    explicit ZrRPCAuthBlock(const ZrPacket& packet);
-    ZrRPCAuthBlock(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCAuthBlock)
 
     uint32_t flavour() const { return m_flavour; }
     void flavour(uint32_t value) {
@@ -91,7 +85,7 @@ public:
     bool operator!=(const ZrRPCAuthBlock& other) const { return !(*this == other); }
 
 private:
-    uint32_t m_flavour;
+    uint32_t m_flavour = ZrRPCEnum::AuthNone;
     // Shared and never changed in place: copies of a block (a call carries two) cost a count, and a
     // block without a Unix body carries no body object at all.
     std::shared_ptr<const ZrRPCUnixAuth> m_body;

@@ -8,10 +8,7 @@
 class ZrRPCCallBody : public ZrRecord<ZrRPCCallBody> {
 public:
     ZrRPCCallBody() = default;
-    explicit ZrRPCCallBody(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCCallBody(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCCallBody)
 
     uint32_t rpcvers() const { return m_rpcvers; }
     void rpcvers(uint32_t value) { Assign(m_rpcvers, value); }
@@ -79,10 +76,7 @@ private:
 class ZrRPCMessageFromClient : public ZrRPCEnvelope<ZrRPCMessageFromClient, ZrRPCEnum::Call, ZrRPCCallBody> {
 public:
     ZrRPCMessageFromClient() = default;
-    explicit ZrRPCMessageFromClient(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCMessageFromClient)
 
     const ZrRPCCallBody& call_body() const { return body(); }
     void call_body(const ZrRPCCallBody& value) { body(value); }
@@ -93,10 +87,7 @@ public:
 class ZrRPCAccepted : public ZrRecord<ZrRPCAccepted> {
 public:
     ZrRPCAccepted() = default;
-    explicit ZrRPCAccepted(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCAccepted(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCAccepted)
 
     const ZrRPCAuthBlock& verifier() const { return m_verifier; }
     void verifier(const ZrRPCAuthBlock& value) { Assign(m_verifier, value); }
@@ -143,10 +134,7 @@ private:
 class ZrRPCRejected : public ZrRecord<ZrRPCRejected> {
 public:
     ZrRPCRejected() = default;
-    explicit ZrRPCRejected(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCRejected(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCRejected)
 
     uint32_t reject_stat() const { return m_status; }
     void reject_stat(uint32_t value) { Assign(m_status, value); }
@@ -183,10 +171,7 @@ private:
 class ZrRPCReplyBody : public ZrRecord<ZrRPCReplyBody> {
 public:
     ZrRPCReplyBody() = default;
-    explicit ZrRPCReplyBody(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCReplyBody(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCReplyBody)
 
     uint32_t reply_stat() const { return m_status; }
     void reply_stat(uint32_t value) { Assign(m_status, value); }
@@ -225,10 +210,7 @@ class ZrRPCMessageFromServer
     : public ZrRPCEnvelope<ZrRPCMessageFromServer, ZrRPCEnum::Reply, ZrRPCReplyBody> {
 public:
     ZrRPCMessageFromServer() = default;
-    explicit ZrRPCMessageFromServer(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCMessageFromServer)
 
     const ZrRPCReplyBody& reply_body() const { return body(); }
     void reply_body(const ZrRPCReplyBody& value) { body(value); }

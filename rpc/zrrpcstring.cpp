@@ -3,23 +3,23 @@
 #include "foundation/codeset/zrconverter.h"
 #include "rpc/zrxdr.h"
 
-namespace {
-
-// Both field types are an XDR opaque on the wire; they differ in what they keep of it.
-bool ReadOpaque(const unsigned char*& data, unsigned long& remaining, ZrByteBuffer& bytes) {
+bool ZrRPCOpaque::Read(const unsigned char*& data, unsigned long& remaining) {
     const unsigned char* start;
     uint32_t length;
     if (!zrxdr::GetOpaque(data, remaining, start, length))
-        return false;
-    bytes = ZrByteBuffer(start, length);
-    return true;
+        return ReadDone(false);
+    Received(start, length);
+    return ReadDone(true);
 }
 
-void PackOpaque(unsigned char*& out, const ZrByteBuffer& bytes) {
+unsigned long ZrRPCOpaque::PackedSize() const {
+    return zrxdr::OpaqueSize(WireBytes().Length());
+}
+
+void ZrRPCOpaque::PackTo(unsigned char*& out) const {
+    const ZrByteBuffer& bytes = WireBytes();
     zrxdr::PutOpaque(out, bytes.Data(), static_cast<uint32_t>(bytes.Length()));
 }
-
-} // namespace
 
 unsigned ZrRPCString::rpcenc = kZrEncodingUtf8;
 unsigned ZrRPCString::rpcopt = kZrEncOptionRecoverable;
@@ -30,7 +30,7 @@ void ZrRPCString::Set(const ZrUniString& text) {
     Changed();
 }
 
-const ZrByteBuffer& ZrRPCString::Bytes() const {
+const ZrByteBuffer& ZrRPCString::WireBytes() const {
     if (m_bytesCodeset != rpcenc) {
         m_bytes = m_text.AsEncoding(rpcenc, rpcopt);
         m_bytesCodeset = rpcenc;
@@ -38,21 +38,11 @@ const ZrByteBuffer& ZrRPCString::Bytes() const {
     return m_bytes;
 }
 
-bool ZrRPCString::Read(const unsigned char*& data, unsigned long& remaining) {
-    if (!ReadOpaque(data, remaining, m_bytes))
-        return ReadDone(false);
+void ZrRPCString::Received(const unsigned char* data, uint32_t length) {
+    m_bytes = ZrByteBuffer(data, length);
     m_bytesCodeset = rpcenc;
     // Recoverable by default: a byte the codeset cannot take is replaced, the record still reads.
     (void)m_text.CreateFrom(m_bytes.Data(), m_bytes.Length(), rpcenc, rpcopt);
-    return ReadDone(true);
-}
-
-unsigned long ZrRPCString::PackedSize() const {
-    return zrxdr::OpaqueSize(Bytes().Length());
-}
-
-void ZrRPCString::PackTo(unsigned char*& out) const {
-    PackOpaque(out, Bytes());
 }
 
 ZrUniString ZrRPCString::DebugString(unsigned indent) const {
@@ -64,18 +54,6 @@ ZrUniString ZrRPCString::DebugString(unsigned indent) const {
 void ZrRPCByteBuffer::Set(const ZrByteBuffer& bytes) {
     m_bytes = bytes;
     Changed();
-}
-
-bool ZrRPCByteBuffer::Read(const unsigned char*& data, unsigned long& remaining) {
-    return ReadDone(ReadOpaque(data, remaining, m_bytes));
-}
-
-unsigned long ZrRPCByteBuffer::PackedSize() const {
-    return zrxdr::OpaqueSize(m_bytes.Length());
-}
-
-void ZrRPCByteBuffer::PackTo(unsigned char*& out) const {
-    PackOpaque(out, m_bytes);
 }
 
 ZrUniString ZrRPCByteBuffer::DebugString(unsigned indent) const {

@@ -17,10 +17,7 @@ enum ZrSMBNFSCommand : uint32_t {
 class ZrSMBNFSRequest : public ZrRecord<ZrSMBNFSRequest> {
 public:
     explicit ZrSMBNFSRequest(uint32_t command = 0) : m_command(command) {}
-    explicit ZrSMBNFSRequest(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSRequest(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrSMBNFSRequest)
 
     // The setters also make the record valid.
     uint32_t command() const { return m_command; }

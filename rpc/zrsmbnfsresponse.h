@@ -12,10 +12,7 @@ public:
     using SessionList = ZrDList<ZrSMBNFSSessionInfo>;
 
     explicit ZrSMBNFSResponse(uint32_t command = 0) : m_command(command) {}
-    explicit ZrSMBNFSResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSResponse(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrSMBNFSResponse)
 
     // The setters also make the record valid.
     uint32_t command() const { return m_command; }

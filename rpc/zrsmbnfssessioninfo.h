@@ -12,10 +12,7 @@ public:
     using Details = std::array<uint32_t, 5>;
 
     ZrSMBNFSSessionInfo() = default;
-    explicit ZrSMBNFSSessionInfo(const ZrPacket& packet) { ReadFromPacket(packet); }
-    ZrSMBNFSSessionInfo(const unsigned char*& data, unsigned long& remaining) {
-        (void)Read(data, remaining); // the outcome is the valid flag
-    }
+    ZR_PACKET_READING_CONSTRUCTORS(ZrSMBNFSSessionInfo)
 
     // The setters of the name and the details also make the record valid.
     const ZrControlString& name() const { return m_name; }

@@ -141,22 +141,6 @@ TEST(AddDeviceReqTest, ParsesEveryFieldInWireOrder) {
     EXPECT_EQ(Serialised(req, bytes.size()), bytes);
 }
 
-TEST(AddDeviceReqTest, EmptyTextsAreAbsentAndPresentOnesTerminatedInMemory) {
-    Wire w;
-    w.U8(0).U32(0).U32(7).T16("").T16("").U32(0).U32(0).U8(0).U32(0).T16("").T32("").U8(0).U32(0);
-    w.T16("u").T16("").U32(0).U32(0).U16(0).T16("").T32("").T32("").T16("").U16(0).U32(0);
-    auto stream = Reader(w.bytes());
-    const AddDeviceReq req(stream);
-    EXPECT_EQ(req.DeviceName() + req.DisplayName() + req.Uri() + req.Password() + req.AltName() +
-                  req.DeviceInfo() + "|" + req.Username(),
-              "|u");
-    EXPECT_EQ(req.OptionsDeviceData().Data(), nullptr);
-    EXPECT_EQ(req.OptionsDeviceData().Length(), 0u);
-    EXPECT_EQ(req.ConfigCount(), 0);
-    EXPECT_EQ(req.ConfigurationData(), nullptr);
-    EXPECT_EQ(stream.Remaining(), 0u);
-}
-
 TEST(AddDeviceReqTest, EveryTruncationThrowsTheKindOfItsCut) {
     const Wire wire = FullAddDevice();
     const Bytes& full = wire.bytes();

@@ -107,20 +107,6 @@ TEST(ResolveUserNameTest, AppliesTheOverrideRule) {
     EXPECT_FALSE(credentials::ResolveUserName(ZrUniString("ghost"), 4000000000u, name));
 }
 
-TEST(UserNameDeathTest, IsWorkedOutOnceAndThenKept) {
-    // In a child process, since the saved name lives for the whole process.
-    EXPECT_EXIT(
-        {
-            ZrUniString expected;
-            if (!credentials::ResolveUserName(ZrUniString(), static_cast<uint32_t>(geteuid()), expected))
-                std::exit(2);
-            const ZrUniString& first = credentials::UserName(ZrUniString());
-            const ZrUniString& second = credentials::UserName(ZrUniString("another-user"));
-            std::exit(first == expected && &first == &second ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
-}
-
 // Through ExitBadUser: its line and status.
 TEST(UserNameDeathTest, ForeignOverrideEndsTheProcess) {
     EXPECT_EXIT(

@@ -69,7 +69,7 @@ constexpr std::array<unsigned char, 256> kOddParity = MakeOddParity();
 // The LAN Manager constant enciphered under the two halves of the padded password.
 constexpr unsigned char kLanManagerConstant[8] = {'K', 'G', 'S', '!', '@', '#', '$', '%'};
 
-inline uint32_t Rotl(uint32_t v, unsigned n) {
+constexpr uint32_t Rotl(uint32_t v, unsigned n) {
     return (v << n) | (v >> (32 - n));
 }
 inline uint32_t Rotr(uint32_t v, unsigned n) {
@@ -79,7 +79,8 @@ inline uint32_t Rotl28(uint32_t v, unsigned n) {
     return ((v << n) | (v >> (28 - n))) & 0x0FFFFFFFu;
 }
 
-// Lookup tables derived from the standard ones when first needed:
+// Lookup tables derived from the standard ones by the compiler, so that they sit in read-only data that
+// every agent on a server shares instead of in pages each process writes when it first hashes:
 // - sp: the S-boxes combined with P, rotated left by one bit so the round can use the whole word;
 // - pc1: the C (high word) and D (low word) halves contributed by one key byte (parity bit ignored);
 // - pc2: the two subkey words (first in the high word) contributed by one 7-bit chunk of C or D.
@@ -90,7 +91,7 @@ struct DesTables {
     uint64_t pc2[8][128];
 };
 
-ZR_DES_HOT DesTables BuildTables() {
+constexpr DesTables BuildTables() {
     DesTables t{};
     for (unsigned box = 0; box < 8; ++box) {
         for (unsigned x = 0; x < 64; ++x) {
@@ -134,9 +135,10 @@ ZR_DES_HOT DesTables BuildTables() {
     return t;
 }
 
-ZR_DES_HOT const DesTables& Tables() {
-    static const DesTables tables = BuildTables();
-    return tables;
+constexpr DesTables kTables = BuildTables();
+
+inline const DesTables& Tables() {
+    return kTables;
 }
 
 // Exchanges the bits of `a` selected by `mask << shift` with the bits of `b` selected by `mask`.

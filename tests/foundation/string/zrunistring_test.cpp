@@ -9,10 +9,6 @@ namespace {
 
 constexpr uint32_t npos = ZrUniString::npos;
 
-ZrUniString U(const char16_t* text) {
-    return ZrUniString(std::u16string_view(text));
-}
-
 // The byte-string constructor widens ASCII itself and hands the rest to the UTF-8 converter (compared
 // with glibc in the codeset tests); AsUtf8 writes what does not encode as an escape.
 TEST(ZrUniStringUtf8, ReadsUntilTheFirstFaultAndWritesEscapes) {
@@ -36,7 +32,7 @@ TEST(ZrUniStringUtf8, ReadsUntilTheFirstFaultAndWritesEscapes) {
     ZrUniString t("x");
     t = none;
     EXPECT_EQ(ZrUniString(none).Length() + t.Length(), 0u);
-    EXPECT_EQ(U(u"\u00e9\xd83d\xde00\xd800z").AsUtf8(), "\xc3\xa9\xf0\x9f\x98\x80\\uD800z");
+    EXPECT_EQ(ZrUniString(u"\u00e9\xd83d\xde00\xd800z").AsUtf8(), "\xc3\xa9\xf0\x9f\x98\x80\\uD800z");
 }
 
 TEST(ZrUniStringCompare, LengthsUnitsAndIndependentCopies) {

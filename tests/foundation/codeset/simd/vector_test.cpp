@@ -13,12 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "../outcome.h"
 #include "foundation/codeset/simd/vector_switch.h"
-#include "foundation/codeset/zrcodesetconverter.h"
 
 namespace {
 
 using namespace std::string_literals;
+using namespace codeset_test;
 namespace simd = zr_codeset::simd;
 
 constexpr unsigned kBig5 = 0, kIbm037 = 5, kCp1252 = 9, kGb18030 = 31, kGb2312 = 32, kShiftJis = 34,
@@ -26,69 +27,36 @@ constexpr unsigned kBig5 = 0, kIbm037 = 5, kCp1252 = 9, kGb18030 = 31, kGb2312 =
 constexpr unsigned kVectorEncodings[] = {kUtf8,  kShiftJis, kBig5,   kGb2312, kGb18030,
                                          kEucJp, kCp1252,   kIbm037, kKoi8R};
 
-struct Outcome {
-    bool ok;
-    std::u16string text; // decoding
-    std::string bytes;   // encoding
-    uint64_t errorPosition, failures;
-    bool operator==(const Outcome&) const = default;
-};
-
-std::string Hex(std::string_view bytes) {
-    std::string text;
-    for (unsigned char b : bytes)
-        text += {"0123456789ABCDEF"[b >> 4], "0123456789ABCDEF"[b & 15], ' '};
-    return text;
-}
-
-Outcome Decode(unsigned id, const unsigned char* p, size_t n, unsigned options, bool vector, bool after) {
-    simd::SetEnabled(vector);
-    ZrUniString out(after ? u"<>" : u"");
-    ZrCodesetInfo info;
-    bool ok = ZrCodesetConverter::GetConverter(id).from(p, n, out, &info, options);
-    return {ok, std::u16string(out.View()), {}, info.errorPosition, info.failures};
-}
-
-Outcome Encode(unsigned id, const char16_t* units, size_t n, unsigned options, bool vector, bool after) {
-    simd::SetEnabled(vector);
-    ZrByteBuffer out(after ? "AB" : "", after ? 2 : 0);
-    ZrCodesetInfo info;
-    bool ok = ZrCodesetConverter::GetConverter(id).to(units, n, out, &info, options);
-    return {ok,
-            {},
-            std::string(reinterpret_cast<const char*>(out.Data()), out.Length()),
-            info.errorPosition,
-            info.failures};
-}
-
 // Both loops, strictly and recovering: all must agree, recovery always succeeds and fails somewhere
 // exactly when the strict conversion does.
 template <typename Convert> void ExpectSameBothWays(const Convert& convert) {
-    Outcome strict = convert(0, true);
-    EXPECT_EQ(strict, convert(0, false));
-    Outcome recovered = convert(kZrEncOptionRecoverable, true);
-    EXPECT_EQ(recovered, convert(kZrEncOptionRecoverable, false));
+    auto run = [&](unsigned options, bool vector) {
+        simd::SetEnabled(vector);
+        return convert(options);
+    };
+    Outcome strict = run(0, true);
+    EXPECT_EQ(strict, run(0, false));
+    Outcome recovered = run(kZrEncOptionRecoverable, true);
+    EXPECT_EQ(recovered, run(kZrEncOptionRecoverable, false));
     EXPECT_TRUE(recovered.ok);
     EXPECT_EQ(recovered.failures == 0, strict.ok);
 }
 
-void ExpectSameDecoding(unsigned id, const std::string& bytes, bool after = false) {
+// `after`: appended to a result that already holds something.
+void ExpectSameDecoding(unsigned id, std::string_view bytes, bool after = false) {
     SCOPED_TRACE(std::to_string(id) + ": bytes " + Hex(bytes));
-    const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
-    ExpectSameBothWays(
-        [&](unsigned options, bool vector) { return Decode(id, p, bytes.size(), options, vector, after); });
+    ExpectSameBothWays([&](unsigned options) { return Decode(id, bytes, options, after ? u"<>" : u""); });
 }
 
-void ExpectSameEncoding(unsigned id, const std::u16string& units, bool after = false) {
+void ExpectSameEncoding(unsigned id, std::u16string_view units, bool after = false) {
     SCOPED_TRACE(std::to_string(id) + ": units " +
                  Hex({reinterpret_cast<const char*>(units.data()), 2 * units.size()}));
-    ExpectSameBothWays([&](unsigned options, bool vector) {
-        return Encode(id, units.data(), units.size(), options, vector, after);
-    });
+    ExpectSameBothWays([&](unsigned options) { return Encode(id, units, options, after ? "AB" : ""); });
 }
 
 std::string EncodeScalar(unsigned id, const std::u16string& units) {
-    return Encode(id, units.data(), units.size(), 0, false, false).bytes;
+    simd::SetEnabled(false);
+    return Encode(id, units).bytes;
 }
 
 // The BMP characters (surrogates aside) the encoding has, by its own check.
@@ -242,16 +210,13 @@ TEST_F(VectorLoops, InputEndingAtAPageEdge) {
     ASSERT_EQ(mprotect(base + page, page, PROT_NONE), 0);
     for (unsigned id : kVectorEncodings) {
         for (size_t n = 0; n <= 140; ++n) {
-            SCOPED_TRACE(std::to_string(id) + " length " + std::to_string(n));
             std::string bytes = Filler(id, n);
             std::memcpy(base + page - n, bytes.data(), n);
-            EXPECT_EQ(Decode(id, base + page - n, n, 0, true, false),
-                      Decode(id, base + page - n, n, 0, false, false));
+            ExpectSameDecoding(id, {reinterpret_cast<const char*>(base + page - n), n});
             std::u16string units = FillerUnits(id, n / 2);
             auto* unitsAt = reinterpret_cast<char16_t*>(base + page) - units.size();
             std::memcpy(unitsAt, units.data(), units.size() * 2);
-            EXPECT_EQ(Encode(id, unitsAt, units.size(), 0, true, false),
-                      Encode(id, units.data(), units.size(), 0, false, false));
+            ExpectSameEncoding(id, {unitsAt, units.size()});
         }
     }
     munmap(map, 2 * page);

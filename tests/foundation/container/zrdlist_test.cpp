@@ -21,13 +21,11 @@ TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
         uint32_t step, appends, capacity, bitmapWords;
     };
     const Row rows[] = {
-        {10, 0, 10, 10},    // a new list: step, capacity and bitmap of ten
         {10, 10, 10, 10},   // exactly full: no growth yet
         {10, 11, 20, 10},   // index 10 lands in (10/10+1)*10
         {7, 8, 14, 10},     // non-default step
         {10, 320, 320, 10}, // bits 0..319 fit in ten words
         {10, 321, 330, 14}, // bit 320 needs word 10: (320+32)/32+3 words
-        {1, 5, 5, 10},      // step 1 grows one slot at a time
     };
     for (const Row& row : rows) {
         ZrDList<int> list = row.step == 10 ? ZrDList<int>() : ZrDList<int>(row.step); // ten is the default

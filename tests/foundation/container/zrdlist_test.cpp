@@ -21,6 +21,7 @@ TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
         uint32_t step, appends, capacity, bitmapWords;
     };
     const Row rows[] = {
+        {10, 0, 10, 10},    // a new list: step, capacity and bitmap of ten
         {10, 10, 10, 10},   // exactly full: no growth yet
         {10, 11, 20, 10},   // index 10 lands in (10/10+1)*10
         {7, 8, 14, 10},     // non-default step

@@ -27,7 +27,6 @@ TEST(ZrDList, GrowsCapacityInStepsAndBitmapWithHeadroom) {
         {7, 8, 14, 10},     // non-default step
         {10, 320, 320, 10}, // bits 0..319 fit in ten words
         {10, 321, 330, 14}, // bit 320 needs word 10: (320+32)/32+3 words
-        {1, 5, 5, 10},      // step 1 grows one slot at a time
     };
     for (const Row& row : rows) {
         ZrDList<int> list = row.step == 10 ? ZrDList<int>() : ZrDList<int>(row.step); // ten is the default

@@ -25,16 +25,6 @@ inline ZrByteBuffer Bytes(const std::string& text) {
     return ZrByteBuffer(text.data(), text.size());
 }
 
-// The UTF-16 little-endian bytes of ASCII text, the form the NT hash is taken over.
-inline ZrByteBuffer Utf16LE(const std::string& ascii) {
-    ZrByteBuffer out;
-    for (char c : ascii) {
-        out.AppendByte(static_cast<unsigned char>(c));
-        out.AppendByte(0);
-    }
-    return out;
-}
-
 // Lets GoogleTest show buffers as hexadecimal in failure messages.
 inline void PrintTo(const ZrByteBuffer& bytes, std::ostream* os) {
     *os << ToHex(bytes);

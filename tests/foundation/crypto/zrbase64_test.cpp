@@ -18,9 +18,7 @@ const struct {
     const char* encoded;
     const char* decoded;
 } kDecodeCases[] = {
-    // RFC 4648 section 10 test vectors.
-    {"", ""}, {"Zg==", "f"}, {"Zm8=", "fo"}, {"Zm9v", "foo"}, {"Zm9vYg==", "foob"}, {"Zm9vYmE=", "fooba"},
-    {"Zm9vYmFy", "foobar"},
+    // Whole groups and padding are covered by the encoding checks and the round trip below.
     // Missing padding: whole bytes are still recovered, a lone trailing digit is dropped.
     {"Zm9vYg", "foob"}, {"Zm9vY", "foo"},
     // Characters outside the alphabet are skipped, so line breaks and spaces do no harm.

@@ -36,6 +36,8 @@ TEST(ZrDBParseRead, BlankHeaderAndCommentOnlyTextsAddNothing) {
     }
 }
 
+// Escapes, line feeds, blanks, repeated and empty values and non-ASCII units in keys and values are
+// read back from the writer's output in zrdbparse_write_test; here is what the writer never produces.
 TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
     struct Row {
         const char* text;
@@ -43,18 +45,11 @@ TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
         std::vector<std::string> values;
     };
     const Row rows[] = {
-        {"[ k={}]", " k", {}},                                         // blank after "[" belongs to the key
-        {"[a b\nc={(x\ny)}]", "a b\nc", {"x\ny"}},                     // line feeds stay in keys and values
-        {"[a\\=b={(1)}]", "a=b", {"1"}},                               // escaped equals sign in a key
-        {"[k={(a\\)b)(c\\\\d)}]", "k", {"a)b", "c\\d"}},               // escaped ")" and "\" in values
-        {"[k={(a(b)(=)({x})}]", "k", {"a(b", "=", "{x}"}},             // "(" "=" "{" need no escape
-        {"[\\q\\[={(\\n)}]", "q[", {"n"}},                             // an escape before any character
-        {"[k= \t\n{ (1) \n # c\n (2)\n}\r\n]", "k", {"1", "2"}},       // irrelevant text between tokens
-        {"[k={}]#trailing comment", "k", {}},                          // text may end in a comment
-        {"[d={(1)(1)}]", "d", {"1", "1"}},                             // repeated values stay
-        {"[e={()}]", "e", {""}},                                       // an empty value
-        {"[k#={(#)}]", "k#", {"#"}},                                   // "#" inside brackets is text
-        {"[\xe2\x82\xac={(\xc3\xa9)}]", "\xe2\x82\xac", {"\xc3\xa9"}}, // non-ASCII units
+        {"[k={(a(b)(=)({x})}]", "k", {"a(b", "=", "{x}"}},       // "(" "=" "{" need no escape
+        {"[\\q\\[={(\\n)}]", "q[", {"n"}},                       // an escape before any character
+        {"[k= \t\n{ (1) \n # c\n (2)\n}\r\n]", "k", {"1", "2"}}, // irrelevant text between tokens
+        {"[k={}]#trailing comment", "k", {}},                    // text may end in a comment
+        {"[k#={(#)}]", "k#", {"#"}},                             // "#" inside brackets is text
     };
     for (const Row& row : rows) {
         ZrDatabase db;
@@ -64,32 +59,22 @@ TEST(ZrDBParseRead, KeysAndValuesKeepWhatTheBracketsEnclose) {
     }
 }
 
-TEST(ZrDBParseRead, CommentsGoToTheNextEntryVerbatim) {
+TEST(ZrDBParseRead, CommentsGoToTheNextEntryVerbatimAndHeaderLinesAreSkippedBetweenEntries) {
     ZrDatabase db;
-    ASSERT_TRUE(db.FromString("\n\n# one\n\n\n  # two ## x\n[a={}]\n[b={}]  \t[c={}]\n# d\n[d={}]", 0));
+    ZrUniString text(ZrDatabase::fileheader);
+    text.Append(ZrUniString("\n\n# one\n\n\n  # two ## x\n[a={}]\n[b={}]  \t[c={}]\n# d\n[d={}]\n"
+                            "## not a header here\n[e={}]##x\n[f={}]"));
+    ASSERT_TRUE(db.FromString(text, 0));
     // Leading line feeds dropped, the empty-line run collapsed, blanks and "#" signs kept.
     EXPECT_EQ(Comment(db, "a"), "# one\n  # two ## x\n");
     // Nothing but a line feed between entries: no comment.
     EXPECT_EQ(Comment(db, "b"), "");
     EXPECT_EQ(Comment(db, "c"), "  \t");
     EXPECT_EQ(Comment(db, "d"), "# d\n");
-    // Adjacent entries share the pending comment.
-    ZrDatabase adjacent;
-    ASSERT_TRUE(adjacent.FromString("# both\n[a={}][b={}]", 0));
-    EXPECT_EQ(Comment(adjacent, "a"), "# both\n");
-    EXPECT_EQ(Comment(adjacent, "b"), "# both\n");
-}
-
-TEST(ZrDBParseRead, HeaderLinesAreSkippedOnlyBetweenEntries) {
-    ZrDatabase db;
-    ZrUniString text(ZrDatabase::fileheader);
-    text.Append(ZrUniString("[a={(1)}]\n## not a header here\n[b={}]##x\n[c={}]"));
-    ASSERT_TRUE(db.FromString(text, 0));
-    EXPECT_EQ(Comment(db, "a"), "");
     // Met inside irrelevant text, "##" is an ordinary comment and is collected.
-    EXPECT_EQ(Comment(db, "b"), "## not a header here\n");
+    EXPECT_EQ(Comment(db, "e"), "## not a header here\n");
     // Directly after "]" it is a header again: skipped, and the pending comment stays.
-    EXPECT_EQ(Comment(db, "c"), "## not a header here\n");
+    EXPECT_EQ(Comment(db, "f"), "## not a header here\n");
 }
 
 TEST(ZrDBParseRead, EntriesBeforeAnErrorStay) {
@@ -124,13 +109,6 @@ TEST(ZrDBParseRead, LineFeedsAtEveryOffsetCountLinesAndCharacters) {
             ASSERT_FALSE(parse.FromString(db, ZrUniString(text), 0));
             EXPECT_EQ(parse.Line(), lines) << ZrUniString(text).AsUtf8();
             EXPECT_EQ(parse.Character(), character) << ZrUniString(text).AsUtf8();
-            ZrDList<ZrUniString> values;
-            db.ListValues(inValue ? ZrUniString("k") : ZrUniString(raw), values);
-            ASSERT_EQ(values.Count(), inValue ? 1u : 0u);
-            EXPECT_TRUE(db.KeyExists(inValue ? ZrUniString("k") : ZrUniString(raw)));
-            if (inValue) {
-                EXPECT_EQ(values[0].View(), raw);
-            }
         }
     }
 }
@@ -161,10 +139,8 @@ const ErrorRow kErrors[] = {
     {"[k", 2, "Error: found \"(EOF)\" at character 3 in line 1 whilst looking for \"=\""},
     {"[k\\", 3, "Error: found \"(EOF)\" at character 4 in line 1 whilst looking for \"=\""},
     {"[k=", 4, "Error: found \"(EOF)\" at character 4 in line 1 whilst looking for \"{\""},
-    {"[k= x", 4, "Error: found \"x\" at character 5 in line 1 whilst looking for \"{\""},
     {"[k={", 5, "Error: found \"(EOF)\" at character 5 in line 1 whilst looking for \"(\" or \"}\""},
     {"[k={}", 6, "Error: found \"(EOF)\" at character 6 in line 1 whilst looking for \"]\""},
-    {"[k={}\n\n  }", 6, "Error: found \"}\" at character 3 in line 3 whilst looking for \"]\""},
     {"[k={(a\\", 8, "Error: found \"(EOF)\" at character 8 in line 1 whilst looking for \")\""},
     // Line feeds inside keys and values count lines.
     {"[a\nb={(x\ny)\n}] y", 1, "Error: found \"y\" at character 4 in line 4 whilst looking for \"[\""},

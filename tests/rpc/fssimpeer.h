@@ -17,8 +17,6 @@ public:
     ZrInetAddr Address() const;
     // Sends one JSON command line and returns the one-line answer ("" on failure).
     std::string Command(const std::string& json);
-    // The decoded calls so far, as the JSON array text of the "calls" command.
-    std::string Calls() { return Command(R"({"cmd": "calls"})"); }
 
 private:
     std::string m_control;

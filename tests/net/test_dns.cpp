@@ -23,7 +23,6 @@ TEST(DNS, ResolvesLocalhostWhateverItsCase) {
         GTEST_SKIP() << "this machine's resolver has no entry for localhost (no /etc/hosts?)";
     ZrDList<ZrInetAddr> list;
     ASSERT_TRUE(ZrDNS::GetAddressList("LocalHost", list, true));
-    ASSERT_GE(list.Count(), 1u);
     EXPECT_TRUE(list.Contains(ZrInetAddr::AddressLoopback()));
 }
 

@@ -1,7 +1,8 @@
 // Runs the file-server control simulator (tools/fssim/fssim.py) as a child process on loopback for
-// the client tests, and talks to its control socket. Stops the child in the destructor.
+// the client tests, and talks to its control socket. The destructor asks the child to quit and waits.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include "net/zrinetaddr.h"
@@ -20,7 +21,6 @@ public:
 
 private:
     std::string m_control;
-    int m_pid = -1;
-    int m_out = -1; // the child's standard output, kept open so that it never writes into a closed pipe
+    FILE* m_out = nullptr; // the child's standard output
     unsigned m_port = 0;
 };

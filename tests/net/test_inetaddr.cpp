@@ -52,31 +52,4 @@ TEST(InetAddr, PortAcceptsOnlySixteenBits) {
     EXPECT_EQ(address.LastError().AsUtf8(), "! (0 <= port 65536 < 65536)");
 }
 
-TEST(InetAddr, FromStringNeedsEveryNumber) {
-    struct Row {
-        const char* text;
-        bool withPort;
-        bool ok;
-        const char* result; // AsString(true) after a success
-    } rows[] = {
-        {"10.1.2.3:8080", true, true, "10.1.2.3:8080"},
-        {"10.1.2.3", false, true, "10.1.2.3:7"},
-        {"10.1.2.3", true, false, nullptr},       // port missing
-        {"10.1.2.3:", true, false, nullptr},      // port empty
-        {"10.1.2.3:80", false, false, nullptr},   // trailing text
-        {"10.1.2", false, false, nullptr},        // an octet missing
-        {"10.1.2.256", false, false, nullptr},    // octet out of range
-        {"10.1.2.3:65536", true, false, nullptr}, // port out of range
-        {" 10.1.2.3", false, false, nullptr},     // leading blank
-        {"a.b.c.d", false, false, nullptr},
-        {"", false, false, nullptr},
-    };
-    for (const Row& row : rows) {
-        ZrInetAddr address(1, 1, 1, 1);
-        address.Port(7);
-        EXPECT_EQ(address.FromString(row.text, row.withPort), row.ok) << row.text;
-        EXPECT_EQ(address.AsString(true).AsUtf8(), row.ok ? row.result : "1.1.1.1:7") << row.text;
-    }
-}
-
 } // namespace

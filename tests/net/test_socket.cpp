@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -31,7 +32,6 @@ struct Bound {
 
 TEST(Socket, MessagesReportCompleteAndEndOfFile) {
     Bound a, b;
-    EXPECT_NE(a.address.GetPort(), 0u);
     long written = -1;
     EXPECT_EQ(a.socket.WriteMessage("hello", 5, written, b.address), ZrSocket::messageComplete);
     EXPECT_EQ(written, 5);
@@ -39,8 +39,7 @@ TEST(Socket, MessagesReportCompleteAndEndOfFile) {
     long got = 0;
     ZrInetAddr from;
     EXPECT_EQ(b.socket.ReadMessage(area, sizeof area, got, from), ZrSocket::messageComplete);
-    EXPECT_EQ(got, 5);
-    EXPECT_EQ(std::string(area, 5), "hello");
+    EXPECT_EQ(std::string(area, got), "hello");
     EXPECT_EQ(from, a.address);
 
     EXPECT_EQ(a.socket.WriteMessage("", 0, written, b.address), ZrSocket::messageComplete);
@@ -49,16 +48,15 @@ TEST(Socket, MessagesReportCompleteAndEndOfFile) {
 }
 
 TEST(Socket, FailuresReadLikeTheFailedCall) {
-    ZrSocket closed;
-    long written = 0;
-    EXPECT_EQ(closed.WriteMessage("x", 1, written, Loopback(9)), ZrSocket::messageFailed);
-    EXPECT_EQ(closed.LastErrno(), EBADF);
-    EXPECT_EQ(closed.LastError().Reason().AsUtf8(), "sendto(-1,1,0,127.0.0.1:9,16): (9) Bad file descriptor");
-
     struct Row {
         bool (*call)(ZrSocket&);
         const char* reason;
     } rows[] = {
+        {[](ZrSocket& s) {
+             long written = 0;
+             return s.WriteMessage("x", 1, written, Loopback(9)) != ZrSocket::messageFailed;
+         },
+         "sendto(-1,1,0,127.0.0.1:9,16): (9) Bad file descriptor"},
         {[](ZrSocket& s) { return s.SetTransmitBufferSize(5); },
          "setsockopt(-1,SOL_SOCKET(1),SO_SNDBUF(7),(char*)(int 5),4): (9) Bad file descriptor"},
         {[](ZrSocket& s) { return s.SetReceiveBufferSize(6); },
@@ -88,19 +86,14 @@ TEST(Socket, FailuresReadLikeTheFailedCall) {
 }
 
 TEST(Socket, ConnectFailureNamesTheAddress) {
-    // Nothing listens on a port we just bound and released.
-    ZrInetAddr free;
-    {
-        ZrSocket probe;
-        ASSERT_TRUE(probe.Bind(Loopback(), ZrSocket::stream, false, 0, false));
-        ASSERT_TRUE(probe.LocalAddress(free));
-    }
-    ZrSocket socket;
-    EXPECT_FALSE(socket.Connect(free));
-    EXPECT_EQ(socket.LastErrno(), ECONNREFUSED);
-    std::string expected = "connect(" + std::to_string(socket.Descriptor()) + "," +
-                           free.AsString(true).AsUtf8() + ",16): (111) Connection refused";
-    EXPECT_EQ(socket.LastError().Reason().AsUtf8(), expected);
+    // Held bound but never listening: refused, and no other socket can listen there meanwhile.
+    ZrSocket holder, socket;
+    ZrInetAddr address;
+    ASSERT_TRUE(holder.Bind(Loopback(), ZrSocket::stream, false, 0, false) && holder.LocalAddress(address));
+    EXPECT_FALSE(socket.Connect(address));
+    EXPECT_EQ(socket.LastError().Reason().AsUtf8(), "connect(" + std::to_string(socket.Descriptor()) + "," +
+                                                        address.AsString(true).AsUtf8() +
+                                                        ",16): (111) Connection refused");
 }
 
 TEST(Socket, TypeOfServiceOnlyWithTheEnvironmentVariable) {
@@ -110,28 +103,20 @@ TEST(Socket, TypeOfServiceOnlyWithTheEnvironmentVariable) {
     EXPECT_TRUE(closed.SetTypeOfService(ZrSocket::lowDelay));
     EXPECT_EQ(closed.LastErrno(), 0);
 
+    // With it, the failed call's trace shows the value each type sets.
     setenv("WEX_SET_IP_TOS", "", 1);
-    EXPECT_FALSE(closed.SetTypeOfService(ZrSocket::lowDelay));
-    EXPECT_EQ(closed.LastError().Reason().AsUtf8(),
-              "setsockopt(-1,IPPROTO_IP(0),IP_TOS(1),(char*)(int 16),4): (9) Bad file descriptor");
+    const std::pair<ZrSocket::serviceType, const char*> rows[] = {{ZrSocket::minimumCost, "2"},
+                                                                  {ZrSocket::lowDelay, "16"},
+                                                                  {ZrSocket::reliability, "4"},
+                                                                  {ZrSocket::throughput, "8"}};
+    for (const auto& [type, tos] : rows) {
+        EXPECT_FALSE(closed.SetTypeOfService(type));
+        EXPECT_EQ(closed.LastError().Reason().AsUtf8(), "setsockopt(-1,IPPROTO_IP(0),IP_TOS(1),(char*)(int " +
+                                                            std::string(tos) +
+                                                            "),4): (9) Bad file descriptor");
+    }
     EXPECT_TRUE(closed.SetTypeOfService(static_cast<ZrSocket::serviceType>(4)))
         << "unknown types change nothing";
-
-    struct Row {
-        ZrSocket::serviceType type;
-        int tos;
-    } rows[] = {{ZrSocket::minimumCost, 0x02},
-                {ZrSocket::lowDelay, 0x10},
-                {ZrSocket::reliability, 0x04},
-                {ZrSocket::throughput, 0x08}};
-    Bound bound;
-    for (const Row& row : rows) {
-        ASSERT_TRUE(bound.socket.SetTypeOfService(row.type));
-        int value = -1;
-        socklen_t length = sizeof value;
-        ASSERT_EQ(getsockopt(bound.socket.Descriptor(), IPPROTO_IP, IP_TOS, &value, &length), 0);
-        EXPECT_EQ(value, row.tos);
-    }
     unsetenv("WEX_SET_IP_TOS");
 }
 

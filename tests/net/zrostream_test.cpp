@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 
@@ -46,6 +47,24 @@ TEST(ZrOFStream, WritesConvertedTextWithoutTerminators) {
     // A lone surrogate cannot be written strictly as UTF-8: the whole text is dropped, not cut.
     EXPECT_EQ(Written([](ZrOFStream& out) { out << ZrUniString(std::u16string_view(u"ok\xd800")) << "|"; }),
               "|");
+}
+
+// The failed call and its arguments come first when there are any (their traces are in test_socket).
+TEST(ZrError, ReasonsReadLikeTheFailedCallOrTheKey) {
+    const struct {
+        ZrUniString reason;
+        std::string expected;
+    } rows[] = {
+        {ZrUnixError(-1).Reason(), std::string("(-1) ") + std::strerror(-1)}, // printed signed
+        {ZrConfigurationError(ZrUniString("nfsserver/mount/port"), ZrUniString("abc"),
+                              ZrUniString("not a number"))
+             .Reason(),
+         "Key nfsserver/mount/port gave list abc: Failure: not a number"},
+        {ZrConfigurationError(ZrUniString("k"), ZrUniString(), ZrUniString("r")).Reason(),
+         "Key k gave list : Failure: r"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.reason.AsUtf8(), row.expected);
 }
 
 } // namespace

@@ -1,48 +1,27 @@
 #include "fssimpeer.h"
 
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 
 FsSimPeer::FsSimPeer() {
     static int counter = 0;
     m_control = "/tmp/fssim-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".sock";
-    const std::string script = std::string(KP_SOURCE_DIR) + "/tools/fssim/fssim.py";
-    int out[2];
-    if (pipe(out) != 0)
-        return;
-    m_pid = fork();
-    if (m_pid == 0) {
-        dup2(out[1], 1);
-        close(out[0]);
-        close(out[1]);
-        execlp("python3", "python3", script.c_str(), "--port", "0", "--control", m_control.c_str(),
-               static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    close(out[1]);
-    m_out = out[0];
-    // "PORT <n>" comes once both sockets listen.
-    std::string line;
-    char c;
-    while (read(m_out, &c, 1) == 1 && c != '\n')
-        line += c;
-    if (std::sscanf(line.c_str(), "PORT %u", &m_port) != 1)
+    const std::string command = "exec python3 '" + std::string(KP_SOURCE_DIR) +
+                                "/tools/fssim/fssim.py' --port 0 --control " + m_control;
+    // "PORT <n>" comes once both sockets listen; nothing else is written.
+    m_out = popen(command.c_str(), "r");
+    if (m_out && std::fscanf(m_out, "PORT %u", &m_port) != 1)
         m_port = 0;
 }
 
 FsSimPeer::~FsSimPeer() {
-    if (m_pid > 0) {
-        kill(m_pid, SIGTERM);
-        waitpid(m_pid, nullptr, 0);
+    if (m_out) {
+        Command(R"({"cmd": "quit"})");
+        pclose(m_out);
     }
-    if (m_out >= 0)
-        close(m_out);
     unlink(m_control.c_str());
 }
 

@@ -1,7 +1,8 @@
 // Runs the file-server control simulator (tools/fssim/fssim.py) as a child process on loopback for
-// the client tests, and talks to its control socket. Stops the child in the destructor.
+// the client tests, and talks to its control socket. The destructor asks the child to quit and waits.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include "net/zrinetaddr.h"
@@ -17,12 +18,9 @@ public:
     ZrInetAddr Address() const;
     // Sends one JSON command line and returns the one-line answer ("" on failure).
     std::string Command(const std::string& json);
-    // The decoded calls so far, as the JSON array text of the "calls" command.
-    std::string Calls() { return Command(R"({"cmd": "calls"})"); }
 
 private:
     std::string m_control;
-    int m_pid = -1;
-    int m_out = -1; // the child's standard output, kept open so that it never writes into a closed pipe
+    FILE* m_out = nullptr; // the child's standard output
     unsigned m_port = 0;
 };

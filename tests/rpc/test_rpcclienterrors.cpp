@@ -16,6 +16,7 @@ TEST(RPCClientErrors, TableOfNamesAndTexts) {
     } rows[] = {
         {0, "ERRCallSuccess", "No Errors have been encountered",
          "The command has been completed successfully"},
+        {4, "ERRParse", "Failed to decode incoming RPC packet", "Make sure the server is still running"},
         {2, "ERRTimeOut", "Connection timed out while contacting the server", "Check the server is running"},
         {3, "ERRRpcVersion", "Server responded with incorrect rpc version",
          "Check the correct qfsmount version is running"},
@@ -33,16 +34,12 @@ TEST(RPCClientErrors, TableOfNamesAndTexts) {
     for (const Row& row : rows) {
         auto e = static_cast<E::MessageError>(row.value);
         EXPECT_EQ(E::MessageErrorAsString(e).AsUtf8(), row.name);
-        EXPECT_EQ(E::MessageStatusWhy(e).AsUtf8(), row.why);
-        EXPECT_EQ(E::MessageStatusHow(e).AsUtf8(), row.how);
-        EXPECT_EQ(E::MessageErrorInfo(e).AsUtf8(), std::string(row.why) + "\n" + row.how);
+        // The explanation's two lines (why, how), alone and after the name.
+        const std::string info = std::string(row.why) + "\n" + row.how;
+        EXPECT_EQ(E::MessageErrorInfo(e).AsUtf8(), info);
+        EXPECT_EQ(E::CoherentMessageError(e).AsUtf8(),
+                  "Message Error: " + std::string(row.name) + "\n" + info + "\n");
     }
-}
-
-TEST(RPCClientErrors, CoherentTextNamesTheError) {
-    EXPECT_EQ(E::CoherentMessageError(E::ERRParse).AsUtf8(),
-              "Message Error: ERRParse\nFailed to decode incoming RPC packet\nMake sure the server is still "
-              "running\n");
 }
 
 } // namespace

@@ -94,7 +94,6 @@ TEST(SMBNFSRecords, ResponsesOfEveryCommand) {
         ASSERT_TRUE(ReadAll(back, row.bytes)) << row.command;
         EXPECT_TRUE(back.IsValid());
         EXPECT_EQ(back, response) << row.command;
-        EXPECT_EQ(back.error().Text().AsUtf8(), "e");
     }
     // An empty session list is its count alone.
     ZrSMBNFSResponse empty(kSMBNFSListSessions);

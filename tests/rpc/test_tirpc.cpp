@@ -11,15 +11,22 @@
 
 namespace {
 
-TEST(TirpcCrossCheck, OurCallDecodesWithXdrCallmsg) {
+// One set of Unix credentials on both sides: ours, and libtirpc's parameters with the same values.
+ZrRPCAuthBlock UnixBlock() {
     ZrRPCUnixAuth body;
     body.stamp(3);
-    body.machinename(ZrRPCString("builder-7"));
+    body.machinename(ZrRPCString("builder-7")); // 9 bytes: 3 bytes of padding
     body.uid(1234);
     body.gid(567);
     body.grouplist({ZrRPCGroup(10), ZrRPCGroup(20), ZrRPCGroup(30)});
     ZrRPCAuthBlock block(ZrRPCEnum::AuthUnix);
     block.auth_body(body);
+    return block;
+}
+char g_machine[] = "builder-7";
+gid_t g_groups[] = {10, 20, 30};
+
+TEST(TirpcCrossCheck, OurCallDecodesWithXdrCallmsg) {
     ZrSMBNFSRequest request(kSMBNFSRegisterDisplay);
     request.user("alice");
     request.display(":3");
@@ -27,8 +34,8 @@ TEST(TirpcCrossCheck, OurCallDecodesWithXdrCallmsg) {
     callBody.prog(100003);
     callBody.vers(2);
     callBody.proc(105);
-    callBody.credentials(block);
-    callBody.verifier(block);
+    callBody.credentials(UnixBlock());
+    callBody.verifier(UnixBlock());
     callBody.rpc_data(request);
     ZrRPCMessageFromClient call;
     call.xid(0xDEADBEEF);
@@ -64,11 +71,11 @@ TEST(TirpcCrossCheck, OurCallDecodesWithXdrCallmsg) {
     authunix_parms parms{};
     ASSERT_TRUE(xdr_authunix_parms(&credXdr, &parms));
     EXPECT_EQ(parms.aup_time, 3u);
-    EXPECT_STREQ(parms.aup_machname, "builder-7");
+    EXPECT_STREQ(parms.aup_machname, g_machine);
     EXPECT_EQ(parms.aup_uid, 1234u);
     EXPECT_EQ(parms.aup_gid, 567u);
     ASSERT_EQ(parms.aup_len, 3u);
-    EXPECT_EQ(parms.aup_gids[2], 30u);
+    EXPECT_EQ(parms.aup_gids[2], g_groups[2]);
     xdr_destroy(&credXdr);
     credXdr.x_op = XDR_FREE;
     xdr_authunix_parms(&credXdr, &parms);
@@ -90,56 +97,70 @@ std::vector<unsigned char> Encode(rpc_msg& msg) {
     return std::vector<unsigned char>(area.begin(), area.begin() + length);
 }
 
-ZrRPCMessageFromServer Decode(const std::vector<unsigned char>& bytes) {
-    ZrRPCMessageFromServer reply;
-    const unsigned char* data = bytes.data();
-    unsigned long remaining = bytes.size();
-    EXPECT_TRUE(reply.Read(data, remaining));
-    EXPECT_EQ(remaining, 0u);
-    return reply;
-}
-
+// Replies of every shape, each against the fields it must read into; they pack back to the same bytes.
 TEST(TirpcCrossCheck, RepliesEncodedByXdrReplymsgDecodeHere) {
     ZrSMBNFSResponse response(kSMBNFSSetConfig);
     response.error("abc");
     g_result.assign(response.Where(), response.Where() + response.HowBig());
     ASSERT_EQ(g_result.size() % 4, 0u);
+    char verfArea[MAX_AUTH_BYTES];
+    XDR verfXdr;
+    xdrmem_create(&verfXdr, verfArea, sizeof verfArea, XDR_ENCODE);
+    authunix_parms parms{3, g_machine, 1234, 567, 3, g_groups};
+    ASSERT_TRUE(xdr_authunix_parms(&verfXdr, &parms));
 
-    rpc_msg msg{};
-    msg.rm_xid = 77;
-    msg.rm_direction = REPLY;
-    msg.rm_reply.rp_stat = MSG_ACCEPTED;
-    msg.acpted_rply.ar_verf = _null_auth;
-    msg.acpted_rply.ar_stat = SUCCESS;
-    msg.acpted_rply.ar_results.where = nullptr;
-    msg.acpted_rply.ar_results.proc = reinterpret_cast<xdrproc_t>(PutResult);
-    ZrRPCMessageFromServer accepted = Decode(Encode(msg));
-    EXPECT_EQ(accepted.xid(), 77u);
-    ASSERT_EQ(accepted.reply_body().reply_stat(), ZrRPCEnum::MsgAccepted);
-    ZrByteBuffer data = accepted.reply_body().accepted().rpc_data();
-    const unsigned char* p = data.Data();
-    unsigned long left = data.Length();
-    ZrSMBNFSResponse back;
-    ASSERT_TRUE(back.Read(p, left));
-    EXPECT_EQ(back, response);
+    ZrRPCAccepted success, mismatch, unavailable;
+    success.rpc_data(response);
+    mismatch.accept_stat(ZrRPCEnum::ProgMismatch);
+    mismatch.mismatch(2, 3);
+    unavailable.accept_stat(ZrRPCEnum::ProgUnavail);
+    unavailable.verifier(UnixBlock());
+    ZrRPCRejected version, auth;
+    version.reject_stat(ZrRPCEnum::RpcMismatch);
+    version.mismatch(2, 3);
+    auth.reject_stat(ZrRPCEnum::AuthError);
+    auth.auth_stat(AUTH_TOOWEAK);
+    ZrRPCReplyBody expected[5];
+    expected[0].accepted(success);
+    expected[1].accepted(mismatch);
+    expected[2].accepted(unavailable);
+    expected[3].rejected(version);
+    expected[4].rejected(auth);
 
-    msg.acpted_rply.ar_stat = PROG_MISMATCH;
-    msg.acpted_rply.ar_vers.low = 2;
-    msg.acpted_rply.ar_vers.high = 3;
-    ZrRPCMessageFromServer mismatch = Decode(Encode(msg));
-    EXPECT_EQ(mismatch.reply_body().accepted().accept_stat(), ZrRPCEnum::ProgMismatch);
-    EXPECT_EQ(mismatch.reply_body().accepted().high(), 3u);
+    rpc_msg msgs[5] = {};
+    for (rpc_msg& msg : msgs) {
+        msg.rm_xid = 77;
+        msg.rm_direction = REPLY;
+        msg.rm_reply.rp_stat = MSG_ACCEPTED;
+        msg.acpted_rply.ar_verf = _null_auth;
+    }
+    msgs[0].acpted_rply.ar_stat = SUCCESS;
+    msgs[0].acpted_rply.ar_results.proc = reinterpret_cast<xdrproc_t>(PutResult);
+    msgs[1].acpted_rply.ar_stat = PROG_MISMATCH;
+    msgs[1].acpted_rply.ar_vers.low = 2;
+    msgs[1].acpted_rply.ar_vers.high = 3;
+    msgs[2].acpted_rply.ar_stat = PROG_UNAVAIL;
+    msgs[2].acpted_rply.ar_verf = opaque_auth{AUTH_UNIX, verfArea, xdr_getpos(&verfXdr)};
+    msgs[3].rm_reply.rp_stat = msgs[4].rm_reply.rp_stat = MSG_DENIED;
+    msgs[3].rjcted_rply.rj_stat = RPC_MISMATCH;
+    msgs[3].rjcted_rply.rj_vers.low = 2;
+    msgs[3].rjcted_rply.rj_vers.high = 3;
+    msgs[4].rjcted_rply.rj_stat = AUTH_ERROR;
+    msgs[4].rjcted_rply.rj_why = AUTH_TOOWEAK;
+    xdr_destroy(&verfXdr);
 
-    rpc_msg denied{};
-    denied.rm_xid = 78;
-    denied.rm_direction = REPLY;
-    denied.rm_reply.rp_stat = MSG_DENIED;
-    denied.rjcted_rply.rj_stat = AUTH_ERROR;
-    denied.rjcted_rply.rj_why = AUTH_TOOWEAK;
-    ZrRPCMessageFromServer rejected = Decode(Encode(denied));
-    ASSERT_EQ(rejected.reply_body().reply_stat(), ZrRPCEnum::MsgDenied);
-    EXPECT_EQ(rejected.reply_body().rejected().reject_stat(), ZrRPCEnum::AuthError);
-    EXPECT_EQ(rejected.reply_body().rejected().auth_stat(), uint32_t(AUTH_TOOWEAK));
+    for (int i = 0; i < 5; ++i) {
+        const std::vector<unsigned char> bytes = Encode(msgs[i]);
+        ZrRPCMessageFromServer reply;
+        const unsigned char* data = bytes.data();
+        unsigned long remaining = bytes.size();
+        ASSERT_TRUE(reply.Read(data, remaining)) << "row " << i;
+        EXPECT_EQ(remaining, 0u) << "row " << i;
+        EXPECT_EQ(reply.xid(), 77u);
+        EXPECT_EQ(reply.reply_body(), expected[i]) << "row " << i;
+        EXPECT_EQ(std::vector<unsigned char>(reply.Where(), reply.Where() + reply.HowBig()), bytes)
+            << "row " << i;
+    }
 }
 
 } // namespace

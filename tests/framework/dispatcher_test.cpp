@@ -153,22 +153,6 @@ TEST_F(DispatcherTest, QueuedCallsOfRemovedRegistrationsOrGoneDispatchersAreDrop
     EXPECT_TRUE(log.empty());
 }
 
-TEST_F(DispatcherTest, FastEventIsReportedAgainUntilItsCallbackUnsetsIt) {
-    waitable::FastEvent event;
-    int calls = 0;
-    dispatcher.AddWaitable(event, [&] {
-        if (++calls == 3) {
-            event.Unset();
-            // An unset fast event alone would wait for a signal: take it out to end the run.
-            dispatch::Undispatch(event);
-        }
-    });
-    event.Set();
-    dispatcher.Dispatch();
-    EXPECT_EQ(calls, 3);
-    EXPECT_EQ(dispatcher.Count(), 0u);
-}
-
 // Init and terminate run around the outermost run only; an exit in a nested run ends only that run.
 TEST_F(DispatcherTest, InitTerminateAndExitBelongToTheirOwnLevel) {
     dispatcher.SetInit([&] { log.push_back("init"); });

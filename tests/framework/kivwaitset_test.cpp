@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -184,25 +183,6 @@ TEST_F(KivWaitSetTest, TimersAndReportedEntriesBoundTheWaitOnASilentDescriptor) 
     EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&eventEntry}));
     EXPECT_EQ(KivEventUnset(&event), KIV_OK);
     EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
-}
-
-TEST_F(KivWaitSetTest, SafeEventWakesTheWaitThroughItsPipe) {
-    KivSafeEvent event;
-    ASSERT_EQ(KivSafeEventInit(&event), KIV_OK);
-    EXPECT_TRUE(fcntl(event.readFd, F_GETFL) & O_NONBLOCK);
-    EXPECT_TRUE(fcntl(event.writeFd, F_GETFD) & FD_CLOEXEC);
-    KivWaitSetEntry entry;
-    ASSERT_EQ(KivWaitSetAdd(&set, &event, &entry), KIV_OK);
-    for (int i = 0; i < 40; ++i)
-        ASSERT_EQ(KivEventSet(&event), KIV_OK);
-    EXPECT_EQ(Wait(), std::vector<KivWaitSetEntry*>({&entry}));
-    // Forty bytes: one full chunk, then a short one; then an empty pipe, where EAGAIN counts as success.
-    for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(KivEventUnset(&event), KIV_OK);
-    EXPECT_TRUE(Wait(8, KIV_OK, 0).empty());
-    EXPECT_EQ(KivWaitSetRemove(&set, &entry), KIV_OK);
-    EXPECT_EQ(KivEventTerminate(&event), KIV_OK);
-    EXPECT_EQ(event.readFd, -1);
 }
 
 // A failed wait with nothing found returns -1; descriptors past the select limit abort.

@@ -1,16 +1,11 @@
 #include "framework/encoding/decodingstream.h"
 #include "framework/encoding/encodingstream.h"
-#include "framework/network/socketstream.h"
 #include "framework/stream/bufferstream.h"
 #include "framework/stream/streamexception.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdint>
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -99,60 +94,6 @@ TEST(BufferStreamTest, PartialCountsThenEndOfStreamAndRangeChecks) {
     EXPECT_THROW(var.Advance(1), buffer::IndexOutOfBoundsException);
     EXPECT_THROW(buffer::VarBuffer(out.data(), 2, 3), buffer::IndexOutOfBoundsException);
     EXPECT_EQ(memory::OutOfMemoryException().Code(), -3);
-}
-
-class SocketStreamTest : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0); }
-    void TearDown() override {
-        close(fds[0]);
-        if (fds[1] >= 0)
-            close(fds[1]);
-    }
-    int fds[2];
-    char bytes[8];
-};
-
-TEST_F(SocketStreamTest, ReadsWritesWaitsAndWouldBlock) {
-    network::SocketBase socket(fds[0]);
-    EXPECT_EQ(socket.GetType(), SOCK_STREAM);
-    network::SocketStream stream(socket);
-    EXPECT_EQ(stream.WaitableInput().Waitable().GetWaitObject()->kind, KIV_WAIT_FD_READ);
-    EXPECT_EQ(stream.WaitableOutput().Waitable().GetWaitObject()->kind, KIV_WAIT_FD_WRITE);
-    EXPECT_EQ(static_cast<KivPosixFdWait*>(stream.WaitableInput().Waitable().GetWaitObject())->fd, fds[0]);
-
-    EXPECT_EQ(stream.Write(buffer::Buffer("ping", 4)), 4u);
-    ASSERT_EQ(read(fds[1], bytes, 4), 4);
-    ASSERT_EQ(write(fds[1], "pong", 4), 4);
-    buffer::VarBuffer target(bytes, 8, 2);
-    EXPECT_EQ(stream.Read(target), 6u);
-    EXPECT_EQ(std::string(bytes + 2, 4), "pong");
-
-    socket.SetBlocking(false);
-    EXPECT_TRUE(fcntl(fds[0], F_GETFL) & O_NONBLOCK);
-    buffer::VarBuffer empty(bytes, 4);
-    EXPECT_THROW(stream.Read(empty), stream::WouldBlockException);
-    socket.SetBlocking(true);
-    EXPECT_FALSE(fcntl(fds[0], F_GETFL) & O_NONBLOCK);
-}
-
-// A closed peer is the end of the stream both ways; a failing descriptor carries the runtime's status.
-TEST_F(SocketStreamTest, ClosedPeerEndsTheStreamAndFailuresCarryTheirStatus) {
-    EXPECT_THROW(network::SocketBase{-1}, network::Exception);
-    network::SocketBase socket(fds[0]);
-    close(fds[1]);
-    fds[1] = -1;
-    buffer::VarBuffer target(bytes, 4);
-    EXPECT_THROW(network::SocketInputStream(socket).Read(target), stream::EOSException);
-    EXPECT_THROW(network::SocketOutputStream(socket).Write(buffer::Buffer("x", 1)), stream::EOSException);
-    socket.Internal().fd = 1023; // not open: the runtime read fails outright
-    try {
-        network::SocketInputStream(socket).Read(target);
-        FAIL() << "no exception";
-    } catch (const network::Exception& e) {
-        EXPECT_EQ(e.Code(), KIV_FAILED);
-        EXPECT_EQ(socket.GetError(), EBADF);
-    }
 }
 
 } // namespace

@@ -149,17 +149,4 @@ TEST_F(ClientWrapperConfig, ParserErrorsArePassedOnQuoted) {
                 "whilst looking for \"=\"\"\n$");
 }
 
-// A harness that loads configurations in a loop replaces the exit; the line is written first.
-TEST_F(ClientWrapperConfig, FailureExitsEndThroughTheReplacedFunction) {
-    ClientWrapper::SetExitFunction([](int code) { throw code; });
-    int code = 0;
-    try {
-        client.LoadConfig(ZrUniString("[k]"));
-    } catch (int thrown) {
-        code = thrown;
-    }
-    ClientWrapper::SetExitFunction(nullptr);
-    EXPECT_EQ(code, 3);
-}
-
 } // namespace

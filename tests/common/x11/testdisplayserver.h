@@ -8,11 +8,10 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
-#include <csignal>
+#include <cstdio>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kptest {
@@ -23,41 +22,33 @@ public:
         static int counter = 0;
         const std::string control =
             "/tmp/kp-xts-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".sock";
-        int out[2];
-        if (pipe(out) != 0)
-            return;
-        if ((m_pid = fork()) == 0) {
-            dup2(out[1], 1);
-            execlp("python3", "python3", KP_SOURCE_DIR "/tools/xtestserver/xtestserver.py", "--watch-parent",
-                   "--lifetime", "300", "--control", control.c_str(), nullptr);
-            _exit(127);
-        }
-        close(out[1]);
+        m_out = popen(("exec python3 '" KP_SOURCE_DIR "/tools/xtestserver/xtestserver.py' --watch-parent "
+                       "--lifetime 300 --control " +
+                       control)
+                          .c_str(),
+                      "r");
         // The server's first line: "READY :<n> <control path>".
-        m_fd = out[0];
-        std::string line;
-        const bool ready = ReadLine(line) && line.rfind("READY :", 0) == 0;
-        close(m_fd);
-        m_pending.clear();
+        char display[32] = "";
         m_fd = socket(AF_UNIX, SOCK_STREAM, 0);
         sockaddr_un addr{AF_UNIX, {}};
         control.copy(addr.sun_path, sizeof(addr.sun_path) - 1);
-        if (ready && connect(m_fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0) {
-            m_display = line.substr(6, line.find(' ', 6) - 6);
+        if (m_out && std::fscanf(m_out, "READY %31s", display) == 1 &&
+            connect(m_fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0) {
+            m_display = display;
             return;
         }
-        ADD_FAILURE() << "test display server did not start: " << line;
+        ADD_FAILURE() << "test display server did not start";
         close(m_fd);
         m_fd = -1;
     }
 
-    // A server that did not take the shutdown is killed; the watchdog bounds the wait for it.
+    // A server that does not take the shutdown ends with its lifetime; the watchdog bounds the wait.
     ~TestDisplayServer() {
-        if (m_pid > 0 && (m_fd < 0 || !Must("shutdown").HasMember("ok")))
-            kill(m_pid, SIGKILL);
+        if (m_fd >= 0)
+            Must("shutdown");
         close(m_fd);
-        if (m_pid > 0)
-            waitpid(m_pid, nullptr, 0);
+        if (m_out)
+            pclose(m_out);
     }
 
     const std::string& Display() const { return m_display; }
@@ -90,7 +81,7 @@ private:
     }
 
     Watchdog m_watchdog{120};
-    pid_t m_pid = -1;
+    FILE* m_out = nullptr; // the server's standard output
     int m_fd = -1;
     std::string m_display;
     std::string m_pending;

@@ -1,5 +1,5 @@
-// ZrSocket over real loopback sockets: results of message reads and writes, binding with retries,
-// type of service and failure traces.
+// ZrSocket over real loopback sockets, as the control client uses it: results of message reads and
+// writes, binding with retries, and the failure traces of the calls it makes.
 #include "net/zrsocket.h"
 
 #include <gtest/gtest.h>
@@ -7,10 +7,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <thread>
-#include <utility>
 
 namespace {
 
@@ -61,22 +59,6 @@ TEST(Socket, FailuresReadLikeTheFailedCall) {
          "setsockopt(-1,SOL_SOCKET(1),SO_SNDBUF(7),(char*)(int 5),4): (9) Bad file descriptor"},
         {[](ZrSocket& s) { return s.SetReceiveBufferSize(6); },
          "setsockopt(-1,SOL_SOCKET(1),SO_RCVBUF(8),(char*)(int 6),4): (9) Bad file descriptor"},
-        {[](ZrSocket& s) { return s.SetDelay(true); },
-         "setsockopt(-1,IPPROTO_TCP(6),TCP_NODELAY(1),(char*)(int 1),4): (9) Bad file descriptor"},
-        {[](ZrSocket& s) { return s.SetKeepAlive(true); },
-         "setsockopt(-1,SOL_SOCKET(1),SO_KEEPALIVE(9),(char*)(int (1)),4): (9) Bad file descriptor"},
-        {[](ZrSocket& s) { return s.SetLinger(true, 5); },
-         "setsockopt(-1,SOL_SOCKET(1),SO_LINGER(13),(char*)(struct linger {1,5}),8): (9) Bad file "
-         "descriptor"},
-        {[](ZrSocket& s) { return s.SetBroadcast(false); },
-         "setsockopt(-1,SOL_SOCKET(1),SO_BROADCAST(6),(char*)(int (0)),4): (9) Bad file descriptor"},
-        {[](ZrSocket& s) { return s.Listen(5); }, "listen(-1,5): (9) Bad file descriptor"},
-        {[](ZrSocket& s) { return s.AcceptFrom(-1); }, "accept(-1,0,0): (9) Bad file descriptor"},
-        {[](ZrSocket& s) {
-             ZrInetAddr a;
-             return s.RemoteAddress(a);
-         },
-         "getpeername(-1,0,struct sockaddr_in*,int*(16)): (9) Bad file descriptor"},
     };
     for (const Row& row : rows) {
         ZrSocket socket;
@@ -94,30 +76,6 @@ TEST(Socket, ConnectFailureNamesTheAddress) {
     EXPECT_EQ(socket.LastError().Reason().AsUtf8(), "connect(" + std::to_string(socket.Descriptor()) + "," +
                                                         address.AsString(true).AsUtf8() +
                                                         ",16): (111) Connection refused");
-}
-
-TEST(Socket, TypeOfServiceOnlyWithTheEnvironmentVariable) {
-    unsetenv("WEX_SET_IP_TOS");
-    ZrSocket closed;
-    // Without the variable nothing is called, so even a socket without descriptor succeeds.
-    EXPECT_TRUE(closed.SetTypeOfService(ZrSocket::lowDelay));
-    EXPECT_EQ(closed.LastErrno(), 0);
-
-    // With it, the failed call's trace shows the value each type sets.
-    setenv("WEX_SET_IP_TOS", "", 1);
-    const std::pair<ZrSocket::serviceType, const char*> rows[] = {{ZrSocket::minimumCost, "2"},
-                                                                  {ZrSocket::lowDelay, "16"},
-                                                                  {ZrSocket::reliability, "4"},
-                                                                  {ZrSocket::throughput, "8"}};
-    for (const auto& [type, tos] : rows) {
-        EXPECT_FALSE(closed.SetTypeOfService(type));
-        EXPECT_EQ(closed.LastError().Reason().AsUtf8(), "setsockopt(-1,IPPROTO_IP(0),IP_TOS(1),(char*)(int " +
-                                                            std::string(tos) +
-                                                            "),4): (9) Bad file descriptor");
-    }
-    EXPECT_TRUE(closed.SetTypeOfService(static_cast<ZrSocket::serviceType>(4)))
-        << "unknown types change nothing";
-    unsetenv("WEX_SET_IP_TOS");
 }
 
 TEST(Socket, AddressInUseIsRetriedOnlyWhenAsked) {

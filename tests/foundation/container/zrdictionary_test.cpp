@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "foundation/string/zrcstring.h"
 #include "foundation/string/zrunistring.h"
 
 namespace {
@@ -99,33 +98,6 @@ TEST(ZrDictionary, FlushForgetsOrDestroysPairsAndKeepsBuckets) {
     dict.Flush(true); // the sanitizer build would report a leak if these were not destroyed
     EXPECT_EQ(it.Next(), nullptr);
     EXPECT_EQ(ZrDictionaryIterator<Pair>(dict).Next(), nullptr);
-}
-
-TEST(ZrDictionary, AcceptsNarrowKeysAndOwningPairs) {
-    struct Counted {
-        explicit Counted(int* alive) : m_alive(alive) { ++*m_alive; }
-        ~Counted() { --*m_alive; }
-        int* m_alive;
-    };
-    int alive = 0;
-    {
-        ZrDictionary<ZrDIAssocOwnsMemory<ZrCString, Counted>> dict;
-        for (int i = 0; i < 30; ++i) {
-            std::string name = "n";
-            name += std::to_string(i);
-            ASSERT_TRUE(dict.Insert(new ZrDIAssocOwnsMemory<ZrCString, Counted>(
-                ZrCString(name.c_str()), std::make_unique<Counted>(&alive))));
-        }
-        EXPECT_EQ(alive, 30);
-        auto* p = dict.Find(ZrCString("n7"));
-        ASSERT_NE(p, nullptr);
-        ASSERT_TRUE(dict.Remove(p));
-        delete p;
-        EXPECT_EQ(alive, 29);
-        EXPECT_EQ(dict.Find(ZrCString("n7")), nullptr);
-        EXPECT_NE(dict.Find(ZrCString("n29")), nullptr);
-    }
-    EXPECT_EQ(alive, 0);
 }
 
 } // namespace

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "foundation/string/zrcstring.h"
 #include "foundation/string/zrunistring.h"
 
 namespace {
@@ -98,6 +100,26 @@ TEST(ZrDictionary, FlushForgetsOrDestroysPairsAndKeepsBuckets) {
     dict.Flush(true); // the sanitizer build would report a leak if these were not destroyed
     EXPECT_EQ(it.Next(), nullptr);
     EXPECT_EQ(ZrDictionaryIterator<Pair>(dict).Next(), nullptr);
+}
+
+// Owning pairs delete their values when removed and destroyed, or with the table; narrow keys are
+// found by their own hash. Each value holds a share of `token`, so its use count tells how many live.
+TEST(ZrDictionary, OwningPairsWithNarrowKeysDieWithTheTable) {
+    using Owning = ZrDIAssocOwnsMemory<ZrCString, std::shared_ptr<int>>;
+    auto token = std::make_shared<int>(0);
+    {
+        ZrDictionary<Owning> dict;
+        for (int i = 0; i < 30; ++i)
+            ASSERT_TRUE(dict.Insert(new Owning(ZrCString(("n" + std::to_string(i)).c_str()),
+                                               std::make_unique<std::shared_ptr<int>>(token))));
+        Owning* p = dict.Find(ZrCString("n7"));
+        ASSERT_TRUE(p && dict.Remove(p));
+        delete p;
+        EXPECT_EQ(token.use_count(), 30);
+        EXPECT_EQ(dict.Find(ZrCString("n7")), nullptr);
+        EXPECT_NE(dict.Find(ZrCString("n29")), nullptr);
+    }
+    EXPECT_EQ(token.use_count(), 1);
 }
 
 } // namespace

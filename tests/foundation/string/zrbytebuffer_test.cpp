@@ -16,15 +16,11 @@ namespace {
 TEST(ZrByteBufferGrowth, AppendGrowsOnReachingCapacity) {
     ZrByteBuffer buffer;
     unsigned char byte = 7;
-    buffer.Append(&byte, 1); // 1 + 0 + 16 = 17 -> 16
-    EXPECT_EQ(buffer.Capacity(), 16u);
-    for (int i = 1; i < 15; ++i)
+    // 1 + 0 + 16 = 17 -> 16 from the first byte; the sixteenth reaches it: 16 + 2 + 16 = 34 -> 32.
+    for (uint64_t length = 1; length <= 16; ++length) {
         buffer.Append(&byte, 1);
-    EXPECT_EQ(buffer.Length(), 15u);
-    EXPECT_EQ(buffer.Capacity(), 16u);
-    buffer.Append(&byte, 1); // 15 + 1 reaches 16: 16 + 2 + 16 = 34 -> 32
-    EXPECT_EQ(buffer.Length(), 16u);
-    EXPECT_EQ(buffer.Capacity(), 32u);
+        EXPECT_EQ(buffer.Capacity(), length < 16 ? 16u : 32u) << length;
+    }
 }
 
 TEST(ZrByteBufferGrowth, AssignExactHoldsJustTheBytesAndGrowsByTheRuleAfterwards) {

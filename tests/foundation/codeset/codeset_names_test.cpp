@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,13 +47,10 @@ const struct {
 // clang-format on
 
 std::vector<std::string> Split(const char* names) {
-    std::vector<std::string> out(1);
-    for (const char* p = names; *p; ++p) {
-        if (*p == '|')
-            out.emplace_back();
-        else
-            out.back().push_back(*p);
-    }
+    std::vector<std::string> out;
+    std::istringstream in(names);
+    for (std::string name; std::getline(in, name, '|');)
+        out.push_back(name);
     return out;
 }
 

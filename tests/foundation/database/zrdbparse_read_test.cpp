@@ -76,15 +76,6 @@ TEST(ZrDBParseRead, CommentsGoToTheNextEntryVerbatimAndHeaderLinesAreSkippedBetw
     EXPECT_EQ(Comment(db, "f"), "## not a header here\n");
 }
 
-TEST(ZrDBParseRead, EntriesBeforeAnErrorStay) {
-    ZrDatabase db;
-    EXPECT_FALSE(db.FromString("[a={(1)}]\n[b={(2)}\n[c={}]", 0));
-    EXPECT_EQ(Values(db, "a"), (std::vector<std::string>{"1"}));
-    // "b" was created at its "{" and got its value before the error.
-    EXPECT_EQ(Values(db, "b"), (std::vector<std::string>{"2"}));
-    EXPECT_FALSE(db.KeyExists("c"));
-}
-
 // Keys and values are scanned several units at a time: line feeds and stops at every offset within
 // such a block must count exactly as one unit at a time would.
 TEST(ZrDBParseRead, LineFeedsAtEveryOffsetCountLinesAndCharacters) {
@@ -113,7 +104,7 @@ TEST(ZrDBParseRead, LineFeedsAtEveryOffsetCountLinesAndCharacters) {
 }
 
 // Each state's error text once, with the character and line it names.
-TEST(ZrDBParseRead, ErrorsGiveStateCharacterAndPosition) {
+TEST(ZrDBParseRead, ErrorsGiveStateCharacterAndPositionAndKeepEarlierEntries) {
     const struct {
         const char* text;
         int state;
@@ -144,6 +135,12 @@ TEST(ZrDBParseRead, ErrorsGiveStateCharacterAndPosition) {
         EXPECT_FALSE(db.FromString(row.text, 0));
         EXPECT_EQ(db.ErrorString().AsUtf8(), row.message);
     }
+    // Entries before an error stay: "b" was created at its "{" and got its value before the error.
+    ZrDatabase db;
+    EXPECT_FALSE(db.FromString("[a={(1)}]\n[b={(2)}\n[c={}]", 0));
+    EXPECT_EQ(Values(db, "a"), (std::vector<std::string>{"1"}));
+    EXPECT_EQ(Values(db, "b"), (std::vector<std::string>{"2"}));
+    EXPECT_FALSE(db.KeyExists("c"));
 }
 
 } // namespace

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/codeset/zrcodesetconverter.h"
@@ -45,13 +47,10 @@ const struct {
 // clang-format on
 
 std::vector<std::string> Split(const char* names) {
-    std::vector<std::string> out(1);
-    for (const char* p = names; *p; ++p) {
-        if (*p == '|')
-            out.emplace_back();
-        else
-            out.back().push_back(*p);
-    }
+    std::vector<std::string> out;
+    std::istringstream in(names);
+    for (std::string name; std::getline(in, name, '|');)
+        out.push_back(name);
     return out;
 }
 
@@ -97,40 +96,35 @@ TEST(CodesetNames, MatchesLocalesByFirstPrefixInTableOrder) {
     EXPECT_EQ(ZrCodesetConverter::GetEncodingFromLocale(nullptr), 33u);
 }
 
-TEST(CodesetNames, GivesTheLocaleShapedNameOfAnEncoding) {
-    for (unsigned id : {31u, 42u, 43u, 99u})
-        EXPECT_EQ(ZrCodesetConverter::GetEncodingLocale(id), nullptr) << id;
-    EXPECT_STREQ(ZrCodesetConverter::GetEncodingLocale(33), "EN_US");
-    EXPECT_STREQ(ZrCodesetConverter::GetEncodingLocale(32), "ZH_CN");
-    EXPECT_STREQ(ZrCodesetConverter::GetEncodingLocale(35), "JA_JP");
-}
-
-TEST(CodesetNames, KnowsTheTwoOptions) {
-    EXPECT_EQ(ZrCodesetConverter::GetEncOption("ADDBYTEORDERMARKER"), 1u);
-    EXPECT_EQ(ZrCodesetConverter::GetEncOption("recoverable"), 2u);
-    EXPECT_EQ(ZrCodesetConverter::GetEncOption(nullptr), 4u);
-    EXPECT_EQ(ZrCodesetConverter::GetEncOption("STRICT"), 4u);
-    std::vector<ZrCString> options;
-    ZrCodesetConverter::ListSupportedEncOptions(options);
-    ASSERT_EQ(options.size(), 2u);
-    EXPECT_STREQ(options[0].c_str(), "ADDBYTEORDERMARKER");
-    EXPECT_STREQ(options[1].c_str(), "RECOVERABLE");
+// The locale-shaped names of the encodings that have one, and the two options.
+TEST(CodesetNames, LocaleShapedNamesAndTheTwoOptions) {
+    const std::pair<unsigned, const char*> locales[] = {{33, "EN_US"}, {32, "ZH_CN"}, {35, "JA_JP"},
+                                                        {31, nullptr}, {42, nullptr}, {43, nullptr},
+                                                        {99, nullptr}};
+    for (const auto& [id, locale] : locales)
+        EXPECT_STREQ(ZrCodesetConverter::GetEncodingLocale(id), locale) << id;
+    const std::pair<const char*, unsigned> options[] = {
+        {"ADDBYTEORDERMARKER", 1}, {"recoverable", 2}, {nullptr, 4}, {"STRICT", 4}};
+    for (const auto& [name, option] : options)
+        EXPECT_EQ(ZrCodesetConverter::GetEncOption(name), option) << (name ? name : "(null)");
+    std::vector<ZrCString> listed;
+    ZrCodesetConverter::ListSupportedEncOptions(listed);
+    ASSERT_EQ(listed.size(), 2u);
+    EXPECT_STREQ(listed[0].c_str(), "ADDBYTEORDERMARKER");
+    EXPECT_STREQ(listed[1].c_str(), "RECOVERABLE");
 }
 
 TEST(CodesetRegistry, RejectsADuplicateAndGrowsAtThreePerBucket) {
     ZrCStringRegistry r(2);
-    EXPECT_TRUE(r.Register("A", 1));
-    EXPECT_FALSE(r.Register("A", 2));
-    unsigned value = 0;
-    ASSERT_TRUE(r.Find("A", value));
-    EXPECT_EQ(value, 1u);
-    const char* const names[] = {"N0", "N1", "N2", "N3", "N4", "N5"};
-    for (unsigned i = 0; i < 6; ++i)
+    const char* const names[] = {"A", "N0", "N1", "N2", "N3", "N4", "N5"};
+    for (unsigned i = 0; i < 7; ++i)
         EXPECT_TRUE(r.Register(names[i], 10 + i));
+    EXPECT_FALSE(r.Register("A", 2));
     EXPECT_EQ(r.Count(), 7u);
     EXPECT_EQ(r.BucketCount(), 8u) << "the seventh name found six already there";
     EXPECT_EQ(r.RebuildThreshold(), 24u);
-    for (unsigned i = 0; i < 6; ++i) {
+    unsigned value = 0;
+    for (unsigned i = 0; i < 7; ++i) {
         ASSERT_TRUE(r.Find(names[i], value));
         EXPECT_EQ(value, 10 + i);
     }

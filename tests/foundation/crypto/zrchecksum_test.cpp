@@ -26,10 +26,6 @@ uint32_t SlowCrc(const std::u16string& units) {
     return crc;
 }
 
-ZrUniString Uni(const std::u16string& units) {
-    return ZrUniString(std::u16string_view(units));
-}
-
 TEST(ZrCheckSumTest, FeedsUnitsLowByteFirstThenTheUnitCount) {
     // The reference is the POSIX cksum CRC: "123456789" gives 930766865 (bytes, then the length, then
     // complement).
@@ -44,7 +40,7 @@ TEST(ZrCheckSumTest, FeedsUnitsLowByteFirstThenTheUnitCount) {
         std::u16string(255, u'x'), std::u16string(256, u'x'), std::u16string(70000, u'y')};
     // clang-format on
     for (const auto& text : cases)
-        EXPECT_EQ(ZrCheckSum::Sum(Uni(text)), SlowCrc(text)) << text.size();
+        EXPECT_EQ(ZrCheckSum::Sum(ZrUniString(text)), SlowCrc(text)) << text.size();
     // Small values are reserved for the dot names and the empty name.
     EXPECT_EQ(ZrCheckSum::Sum(ZrUniString(".")), 1u);
     EXPECT_EQ(ZrCheckSum::Sum(ZrUniString("..")), 2u);
@@ -58,7 +54,7 @@ TEST(ZrCheckSumTest, RaisesRawResultsBelowThreeByThree) {
                                     u"alice\u13B9\u76B8"};
     for (uint32_t raw = 0; raw < 4; ++raw) {
         ASSERT_EQ(SlowCrc(texts[raw]), raw);
-        EXPECT_EQ(ZrCheckSum::Sum(Uni(texts[raw])), raw <= 2 ? raw + 3 : raw) << raw;
+        EXPECT_EQ(ZrCheckSum::Sum(ZrUniString(texts[raw])), raw <= 2 ? raw + 3 : raw) << raw;
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -60,33 +59,19 @@ TEST(ZrDatabase, KeysValuesCommentsTagsAndErrorText) {
     EXPECT_EQ(db.ErrorString().AsUtf8(), "Success");
 }
 
-class SubTree : public ::testing::Test {
-protected:
-    void SetUp() override {
-        for (const char* key : {"share/a/path", "share/a/mode", "share/b", "shares/x", "share", "/root/y"})
-            db.AppendValue(key, "v");
-    }
+// ListKeys gives each child once, names already in the list counted as present, and for the empty
+// prefix only the keys that begin with "/". RemoveKeys takes a prefix and its sub-tree, not keys that
+// merely start with its text; the empty prefix takes everything and leaves a usable database.
+TEST(ZrDatabase, ListKeysAndRemoveKeysWorkOnSubTrees) {
     ZrDatabase db;
-};
-
-// Each child once, names already in the list counted as present, and for the empty prefix only the
-// keys that begin with "/".
-TEST_F(SubTree, ListKeysGivesEachChildOnce) {
-    ZrDList<ZrUniString> out;
-    db.ListKeys("share", out);
-    std::vector<std::string> names = Strings(out);
-    EXPECT_EQ(std::multiset<std::string>(names.begin(), names.end()), (std::multiset<std::string>{"a", "b"}));
+    for (const char* key : {"share/a/path", "share/a/mode", "share/b", "shares/x", "share", "/root/y"})
+        db.AppendValue(key, "v");
     ZrDList<ZrUniString> present, root;
     present.Insert(ZrUniString("b"));
     db.ListKeys("share", present);
     EXPECT_EQ(Strings(present), (std::vector<std::string>{"b", "a"}));
     db.ListKeys("", root);
     EXPECT_EQ(Strings(root), (std::vector<std::string>{"root"}));
-}
-
-// A prefix takes itself and its sub-tree, not keys that merely start with its text; a leaf takes
-// itself; the empty prefix takes everything and leaves a usable database.
-TEST_F(SubTree, RemoveKeysTakesPrefixAndSubTreeOnly) {
     db.RemoveKeys("share/a/path");
     EXPECT_FALSE(db.KeyExists("share/a/path"));
     EXPECT_TRUE(db.KeyExists("share/a/mode"));

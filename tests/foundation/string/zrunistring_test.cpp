@@ -50,7 +50,7 @@ TEST(ZrUniStringCompare, LengthsUnitsAndIndependentCopies) {
     EXPECT_EQ(b.AsUtf8(), "Original!");
 }
 
-TEST(ZrUniStringEdit, TruncateAndPad) {
+TEST(ZrUniStringEdit, TruncatePadInsertRemoveSubString) {
     ZrUniString empty;
     empty.Truncate(0);
     EXPECT_EQ(empty.ShareCount(), 0u) << "truncating nothing to nothing allocates nothing";
@@ -64,10 +64,7 @@ TEST(ZrUniStringEdit, TruncateAndPad) {
     EXPECT_EQ(s.AsUtf8(), "ab");
     s.Truncate(4);
     EXPECT_EQ(s.Length(), 4u);
-}
-
-TEST(ZrUniStringEdit, InsertRemoveSubString) {
-    ZrUniString s("helloworld");
+    s = ZrUniString("helloworld");
     s.Insert(5, ZrUniString(", "));
     EXPECT_EQ(s.AsUtf8(), "hello, world");
     s.Remove(0, 7);

@@ -137,10 +137,6 @@ constexpr DesTables BuildTables() {
 
 constexpr DesTables kTables = BuildTables();
 
-inline const DesTables& Tables() {
-    return kTables;
-}
-
 // Exchanges the bits of `a` selected by `mask << shift` with the bits of `b` selected by `mask`.
 inline void PermOp(uint32_t& a, uint32_t& b, unsigned shift, uint32_t mask) {
     uint32_t t = ((a >> shift) ^ b) & mask;
@@ -236,7 +232,7 @@ ZR_DES_HOT void ZrDES::set_odd_parity(ZrByteBuffer& block) {
 }
 
 ZR_DES_HOT void ZrDES::set_key(const unsigned char key8[8], kf_struct& schedule) {
-    const DesTables& t = Tables();
+    const DesTables& t = kTables;
     uint64_t cd = 0;
     for (int i = 0; i < 8; ++i)
         cd |= t.pc1[i][key8[i] >> 1];
@@ -261,7 +257,7 @@ ZR_DES_HOT void ZrDES::set_key(const ZrByteBuffer& key8, kf_struct& schedule) {
 }
 
 ZR_DES_HOT void ZrDES::des_encrypt(const uint32_t in[2], uint32_t out[2], const kf_struct& schedule) {
-    const DesTables& t = Tables();
+    const DesTables& t = kTables;
     uint32_t l = __builtin_bswap32(in[0]);
     uint32_t r = __builtin_bswap32(in[1]);
     InitialPermutation(l, r);

@@ -133,7 +133,7 @@ TEST_F(ClientWrapperConfig, PersonalFilesReadableByOthersAreRefused) {
     EXPECT_EQ(bytes.Length(), 1u);
 }
 
-// The server configuration's missing file is the end-to-end test's (test_agent.py); here the personal file's.
+// The server configuration's missing file is the end-to-end test's (agent_test.py); here the personal file's.
 TEST_F(ClientWrapperConfig, UnreadablePersonalFileFailsAtTheReadAfterTheModeCheck) {
     std::string missing = dir + "/missing.prf";
     EXPECT_EXIT(client.SendSetConfigFromFile(ZrUniString(missing.c_str())), ::testing::ExitedWithCode(3),

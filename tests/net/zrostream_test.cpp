@@ -49,7 +49,7 @@ TEST(ZrOFStream, WritesConvertedTextWithoutTerminators) {
               "|");
 }
 
-// The failed call and its arguments come first when there are any (their traces are in test_socket).
+// The failed call and its arguments come first when there are any (their traces are in socket_test).
 TEST(ZrError, ReasonsReadLikeTheFailedCallOrTheKey) {
     const struct {
         ZrUniString reason;

@@ -13,8 +13,8 @@ protected:
     void TearDown() override { ZrDES::encryptdata = true; }
 };
 
-// [MS-NLMP] section 4.2.2, the NTLMv1 authentication example (password "Password").
-TEST_F(ZrEncryptTest, HashesAndResponsesMatchThePublishedNtlmExample) {
+// The widely used known-answer example: password "Password", server challenge 0123456789ABCDEF.
+TEST_F(ZrEncryptTest, HashesAndResponsesMatchTheKnownAnswerExample) {
     // The classic LAN Manager hash is of the upper-cased password; MSHash itself changes nothing.
     const ZrByteBuffer upper = Bytes("PASSWORD"), challenge = FromHex("0123456789ABCDEF");
     ZrByteBuffer lm = ZrEncrypt::MSHash(upper);

@@ -1,5 +1,5 @@
 // The reading rules of the ONC RPC records, against hand-written byte vectors; the well-formed records
-// are checked against libtirpc (test_tirpc).
+// are checked against libtirpc (tirpc_test).
 #include "rpc/zrrpcmessage.h"
 
 #include <gtest/gtest.h>

@@ -26,7 +26,7 @@ protected:
 };
 
 // What the simulator decoded from each call the agent makes; libtirpc checks the call header's other
-// fields (test_tirpc).
+// fields (tirpc_test).
 TEST_F(SMBNFSClientTest, CallsCarryTheirRequestsAndCredentials) {
     ZrSMBNFSClient client(sim.Address(), 5);
     ASSERT_EQ(client.LastError().AsUtf8(), "");

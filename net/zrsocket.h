@@ -46,6 +46,9 @@ public:
     int WriteMessage(const void* data, long length, long& written, const ZrInetAddr& to);
     // `dontWait` reads only what is already there (EAGAIN then gives messageFailed, unrecorded).
     int ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from, bool dontWait = false);
+    // The sender of the datagram at the head of the queue, which stays there; never waits. False
+    // when nothing is queued (or on a failure, recorded like ReadMessage's).
+    bool PeekSender(ZrInetAddr& from);
 
     // 0 when the size cannot be read (the failure is recorded).
     unsigned int GetReceiveBufferSize();

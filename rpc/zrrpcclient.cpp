@@ -3,12 +3,29 @@
 #include <sys/select.h>
 
 #include <cerrno>
+#include <chrono>
 
 using Errors = ZrRPCClientErrors;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// What is left until `deadline`, for select; nothing once it has passed.
+timeval TimeLeft(Clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+    if (left < 0)
+        left = 0;
+    return timeval{static_cast<time_t>(left / 1000000), static_cast<suseconds_t>(left % 1000000)};
+}
+
+} // namespace
 
 ZrRPCClient::ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds)
     : m_server(server), m_timeoutSeconds(timeoutSeconds) {
-    if (!m_socket.Bind(ZrSocketAddress(ZrInetAddr::AddressAny()), ZrSocket::datagram, false, 0, false)) {
+    // A server on this host is reached over loopback, so nothing from other hosts needs to get in.
+    const bool loopback = (server.AsUint32() >> 24) == 127;
+    ZrInetAddr local = loopback ? ZrInetAddr::AddressLoopback() : ZrInetAddr::AddressAny();
+    if (!m_socket.Bind(ZrSocketAddress(local), ZrSocket::datagram, false, 0, false)) {
         m_status = Errors::ERRBind;
         return;
     }
@@ -62,11 +79,28 @@ bool ZrRPCClient::Decode(const unsigned char* data, long length, ZrRPCMessageFro
     return reply.Read(data, remaining) && reply.IsValid();
 }
 
+void ZrRPCClient::DropDatagram() {
+    long got = 0;
+    ZrInetAddr from;
+    // A zero-length read takes the whole datagram off the queue without copying any of it.
+    (void)m_socket.ReadMessage(m_receiveArea.data(), 0, got, from, true);
+}
+
+bool ZrRPCClient::ServerDatagramNext() {
+    ZrInetAddr from;
+    if (!m_socket.PeekSender(from))
+        return false;
+    if (from == m_server)
+        return true;
+    DropDatagram();
+    return false;
+}
+
 ZrRPCClient::MessageError ZrRPCClient::ReceiveServerResponse(ZrRPCMessageFromServer& reply,
                                                              ZrInetAddr& from) {
     long got = 0;
     int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
-    if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile)
+    if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile || from != m_server)
         return Errors::ERRRecv;
     return Decode(m_receiveArea.data(), got, reply) ? Errors::ERRCallSuccess : Errors::ERRParse;
 }
@@ -77,20 +111,21 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
     // select cannot watch a descriptor beyond its fixed set.
     if (fd < 0 || fd >= FD_SETSIZE)
         return Errors::ERRSelect;
+    const Clock::duration full = std::chrono::seconds(m_timeoutSeconds);
+    Clock::time_point deadline = Clock::now() + full;
     // When the server answers on the same CPU its reply is usually queued by the time we get here;
     // taking it straight away saves the select that would report it ready. Anything else (nothing
     // there yet, or a datagram that does not decode) continues with the waiting loop as usual.
     long got = 0;
     if (m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from, true) ==
             ZrSocket::messageComplete &&
-        Decode(m_receiveArea.data(), got, reply))
+        from == m_server && Decode(m_receiveArea.data(), got, reply))
         return Errors::ERRCallSuccess;
     for (;;) {
         fd_set readable;
         FD_ZERO(&readable);
         FD_SET(fd, &readable);
-        // A fresh full time-out every round: a stream of unusable datagrams keeps us waiting.
-        timeval timeout{static_cast<time_t>(m_timeoutSeconds), 0};
+        timeval timeout = TimeLeft(deadline);
         int ready = ::select(fd + 1, &readable, nullptr, nullptr, &timeout);
         if (ready < 0) {
             if (errno == EINTR || errno == EAGAIN)
@@ -100,6 +135,12 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
         if (ready == 0)
             return Errors::ERRTimeOut;
         int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
+        // Another sender's datagram is no reply and must not keep us waiting beyond the deadline.
+        if (result != ZrSocket::messageFailed && from != m_server)
+            continue;
+        // A fresh full time-out after anything else: a stream of unusable datagrams from the server
+        // keeps us waiting.
+        deadline = Clock::now() + full;
         if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile)
             continue;
         if (Decode(m_receiveArea.data(), got, reply))

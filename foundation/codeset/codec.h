@@ -1,14 +1,12 @@
-// The conversion loops shared by every table-driven encoding: a codec says how one character is
-// read from or written to bytes, and Converter<Codec> turns that into the four operations of the
+// The conversion loop shared by every encoding: a codec says how one character is read from or
+// written to bytes, and Converter<Codec> turns that into the four operations of the
 // converter table (convert and validate, both directions), with recovery, failure accounting and
 // byte order marks handled once here. Nothing throws; failures return false.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-#include "foundation/codeset/charmaptable.h"
 #include "foundation/codeset/zrconverter.h"
 
 namespace zr_codeset {

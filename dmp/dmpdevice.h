@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace wex::common::dmp {
 class AddDeviceReq;
@@ -26,6 +27,10 @@ public:
     std::string DeviceInfo() const { return Field(kDeviceInfo); }
     std::string Username() const { return Field(kUsername); }
     std::string Password() const { return Field(kPassword); }
+    // The password's bytes inside the record, valid while it lives; no copy to wipe.
+    std::string_view PasswordBytes() const {
+        return std::string_view(m_text.get() + m_start[kPassword], m_start[kPassword + 1] - m_start[kPassword]);
+    }
 
 private:
     enum FieldIndex { kUri, kDeviceName, kDisplayName, kDeviceInfo, kUsername, kPassword, kFieldCount };

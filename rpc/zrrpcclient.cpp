@@ -2,6 +2,8 @@
 
 #include <sys/select.h>
 
+#include "foundation/crypto/zrsecurewipe.h"
+
 #include <cerrno>
 
 using Errors = ZrRPCClientErrors;
@@ -52,6 +54,8 @@ ZrRPCClient::MessageError ZrRPCClient::SendAndReceiveRpc(ZrRPCMessageFromClient&
 ZrRPCClient::MessageError ZrRPCClient::ReceiveRpc(ZrRPCMessageFromServer& reply) {
     ZrInetAddr from;
     SetStatus(ReceiveRpcWithTimeout(reply, from));
+    // The reply was decoded into its own buffers; a configuration read back would carry passwords.
+    ZrSecureWipe(m_receiveArea.data(), kReceiveArea);
     if (m_status == Errors::ERRCallSuccess)
         HandleServerRpcResponse(reply, from);
     return m_status;

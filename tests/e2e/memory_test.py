@@ -6,8 +6,7 @@ import os
 import subprocess
 import unittest
 
-from agent_test import AgentTest, keys_of
-from peers import AGENT
+from agent_test import AGENT, AgentTest, keys_of
 
 NOBODY = 65534  # another account, as on a shared server
 
@@ -24,8 +23,7 @@ def writable_memory(pid):
 
 @unittest.skipUnless(os.geteuid() == 0, "reading another process's memory needs root")
 class SecretsInMemory(AgentTest):
-    def cycle(self, device_id, password, keep=False):
-        """Adds a drive (and removes it again); returns the converted password the server received."""
+    def cycle(self, device_id, password, keep=False):  # -> the converted password the server received
         sets = len(self.peers.calls(102))
         self.add(device_id, "smb://pc1/D%d" % device_id, password=encode(password))
         added = keys_of(self.peers.wait_calls(102, sets + 1)[-1]["request"]["config"])  # one drive's values

@@ -29,7 +29,8 @@ public:
     std::string Password() const { return Field(kPassword); }
     // The password's bytes inside the record, valid while it lives; no copy to wipe.
     std::string_view PasswordBytes() const {
-        return std::string_view(m_text.get() + m_start[kPassword], m_start[kPassword + 1] - m_start[kPassword]);
+        return std::string_view(m_text.get() + m_start[kPassword],
+                                m_start[kPassword + 1] - m_start[kPassword]);
     }
 
 private:

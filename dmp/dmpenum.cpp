@@ -5,8 +5,8 @@
 #include "dmp/messages/initindication.h"
 #include "dmp/messages/messagebuffer.h"
 #include "dmp/messages/removedevicereq.h"
-#include "framework/encoding/decodingstream.h"
 #include "foundation/codeset/zrconverter.h"
+#include "framework/encoding/decodingstream.h"
 #include "framework/platform/dispatcher.h"
 
 #include <cstdio>

@@ -4,9 +4,9 @@
 // throws stream::IncompleteReadException or stream::EOSException, before anything is allocated.
 #pragma once
 
+#include "foundation/crypto/zrsecurewipe.h"
 #include "framework/encoding/decodingstream.h"
 #include "framework/encoding/encodingstream.h"
-#include "foundation/crypto/zrsecurewipe.h"
 
 #include <cstdint>
 #include <memory>

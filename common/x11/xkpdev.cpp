@@ -229,15 +229,15 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
     explicit_bzero(data, length);
     XFree(data);
     // Xlib's transport reads into a fixed receive area and leaves what it copied out there until
-    // later input overwrites it. The keyboard mapping is a reply of our choosing length (at least four
-    // bytes per key code) that reveals nothing; it lands at the start of the emptied area as the
+    // later input overwrites it. The keyboard mapping is a reply whose length we choose (at least four
+    // bytes per key code) and which reveals nothing; it lands at the start of the emptied area as the
     // request's reply did. The area is 4096 bytes: longer replies never sat in it whole.
     int minCode = 0, maxCode = 0;
     XDisplayKeycodes(dpy, &minCode, &maxCode);
     const unsigned long kArea = 4096, kCodes = 256;
     const unsigned long received = sizeof(xReply) + ((static_cast<unsigned long>(length) + 3) & ~3UL);
     unsigned long codes = ((received < kArea ? received : kArea) - sizeof(xReply) + 3) / 4;
-    if (minCode < 8 || maxCode < minCode || maxCode >= static_cast<int>(kCodes))
+    if (codes == 0 || minCode < 8 || maxCode < minCode || maxCode >= static_cast<int>(kCodes))
         return;
     if (codes > static_cast<unsigned long>(maxCode - minCode + 1))
         codes = static_cast<unsigned long>(maxCode - minCode + 1);

@@ -16,7 +16,8 @@ DMPDevice::DMPDevice(const wex::common::dmp::AddDeviceReq& request) : m_deviceId
         total += static_cast<uint32_t>(i == kPassword ? password.size() : fields[i].size());
     }
     m_start[kFieldCount] = total;
-    m_text = std::make_unique_for_overwrite<char[]>(total ? total : 1);
+    m_text = std::make_unique_for_overwrite<char[]>(total + 1);
+    m_text[total] = 0;
     for (int i = 0; i < kPassword; ++i)
         std::memcpy(m_text.get() + m_start[i], fields[i].data(), fields[i].size());
     if (!password.empty())

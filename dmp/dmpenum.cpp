@@ -5,12 +5,10 @@
 #include "dmp/messages/initindication.h"
 #include "dmp/messages/messagebuffer.h"
 #include "dmp/messages/removedevicereq.h"
-#include "foundation/codeset/zrconverter.h"
 #include "framework/encoding/decodingstream.h"
 #include "framework/platform/dispatcher.h"
 
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 namespace {
@@ -21,15 +19,6 @@ std::function<void(const char*)>& MessageWriter() {
 }
 
 const char kCannotInit[] = "Cannot init DMP extension\n";
-
-// A password's bytes up to the first zero byte, read as UTF-8, as a string made from them as text
-// would be; built straight from the bytes, so no intermediate standard string holds a copy.
-ZrUniString SecretText(std::string_view bytes) {
-    ZrUniString text;
-    if (!bytes.empty())
-        (void)text.CreateFrom(bytes.data(), strnlen(bytes.data(), bytes.size()), kZrEncodingUtf8, 0);
-    return text; // bytes that are not UTF-8 give the text that decoded, as for any other field
-}
 
 } // namespace
 
@@ -92,7 +81,7 @@ void DMPEnum::OnKPDMPAddDevice(buffer::Buffer& data) {
     if (!ParseURI(request.Uri(), host, share) || !m_pNotify)
         return;
     m_pNotify->OnAddDevice(ZrUniString(host.c_str()), ZrUniString(share.c_str()),
-                           ZrUniString(request.Username().c_str()), SecretText(request.PasswordBytes()));
+                           ZrUniString(request.Username().c_str()), ZrUniString(request.PasswordText()));
     // No confirmation goes back, whatever the controller did.
 }
 
@@ -112,5 +101,5 @@ void DMPEnum::OnKPDMPRemoveDevice(buffer::Buffer& data) {
     if (m_pNotify)
         m_pNotify->OnRemoveDevice(ZrUniString(host.c_str()), ZrUniString(share.c_str()),
                                   ZrUniString(device->Username().c_str()),
-                                  SecretText(device->PasswordBytes()));
+                                  ZrUniString(device->PasswordText()));
 }

@@ -231,7 +231,8 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
     // Xlib's transport reads into a fixed receive area and leaves what it copied out there until
     // later input overwrites it. The keyboard mapping is a reply whose length we choose (at least four
     // bytes per key code) and which reveals nothing; it lands at the start of the emptied area as the
-    // request's reply did. The area is 4096 bytes: longer replies never sat in it whole.
+    // request's reply did. The area is 4096 bytes: longer replies never sat in it whole. The reply is
+    // discarded unread, so Xlib allocates nothing for the key symbols.
     int minCode = 0, maxCode = 0;
     XDisplayKeycodes(dpy, &minCode, &maxCode);
     const unsigned long kArea = 4096, kCodes = 256;
@@ -241,10 +242,15 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
         return;
     if (codes > static_cast<unsigned long>(maxCode - minCode + 1))
         codes = static_cast<unsigned long>(maxCode - minCode + 1);
-    const int count = static_cast<int>(codes);
-    int perCode = 0;
-    if (KeySym* keys = XGetKeyboardMapping(dpy, static_cast<KeyCode>(minCode), count, &perCode))
-        XFree(keys);
+    LockDisplay(dpy);
+    auto* req = static_cast<xGetKeyboardMappingReq*>(
+        _XGetRequest(dpy, X_GetKeyboardMapping, sizeof(xGetKeyboardMappingReq)));
+    req->firstKeyCode = static_cast<KeyCode>(minCode);
+    req->count = static_cast<CARD8>(codes);
+    xGetKeyboardMappingReply rep;
+    (void)_XReply(dpy, reinterpret_cast<xReply*>(&rep), 0, xTrue); // a missing reply changes nothing
+    UnlockDisplay(dpy);
+    SyncHandle();
 }
 
 int XXKPDevPutConfirm(_XDisplay* dpy, const unsigned char* data, unsigned int length) {

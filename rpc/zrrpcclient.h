@@ -58,8 +58,8 @@ protected:
     MessageError SetStatus(MessageError status) { return m_status = status; }
 
 private:
-    // Decodes one datagram into `reply`; false when it is not a usable reply.
-    [[nodiscard]] static bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
+    // Decodes one datagram of the receive area into `reply`; false when it is not a usable reply.
+    [[nodiscard]] bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
     // Takes the datagram at the head of the queue off unread.
     void DropDatagram();
 
@@ -68,4 +68,7 @@ private:
     ZrSocket m_socket;
     unsigned int m_timeoutSeconds;
     std::array<unsigned char, kReceiveArea> m_receiveArea;
+    // How far datagrams have filled the area since it was last wiped: pages never written stay
+    // untouched (one client lives in every session).
+    long m_receiveUsed = 0;
 };

@@ -74,13 +74,12 @@ DispatcherBase* DispatcherBase::Get() {
 DispatcherBase::Entry* DispatcherBase::Add(WaitAction action) {
     auto* entry = new Entry;
     entry->dispatcher = this;
-    entry->waitObject = action.waitObject;
     entry->callback = std::move(action.callback);
     entry->oneShot = action.oneShot;
     m_entries.push_back(entry);
     entry->node = std::prev(m_entries.end());
     try {
-        m_waitSet.Add(action.waitObject, entry);
+        m_waitSet.Add(action.waitObject, entry); // sets entry->waitObject
     } catch (...) {
         m_entries.erase(entry->node);
         delete entry;

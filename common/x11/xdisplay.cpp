@@ -1,5 +1,6 @@
 #include "common/x11/xdisplay.h"
 
+#include "foundation/string/zrhexdigits.h"
 #include "framework/dispatch/dispatch.h"
 #include "framework/network/socketstream.h"
 
@@ -19,14 +20,10 @@ int OnXlibError(Display* display, XErrorEvent* error) {
     return XDisplay::X11ErrorHandler::Instance().Dispatch(display, error);
 }
 
+// A character that is no hexadecimal digit counts as 0.
 int HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return 0;
+    const int value = ZrHexValue(c);
+    return value < 0 ? 0 : value;
 }
 
 int IgnoreIOError(Display*) {

@@ -111,8 +111,6 @@ XExtensionHooks g_hooks = {
     nullptr,      // error_string
 };
 
-char g_extensionName[] = "XKPDEV";
-
 XExtDisplayInfo* FindDisplay(Display* dpy) {
     if (!g_extensionInfo) {
         g_extensionInfo = XextCreateExtension();
@@ -121,7 +119,7 @@ XExtDisplayInfo* FindDisplay(Display* dpy) {
     }
     XExtDisplayInfo* info = XextFindDisplay(g_extensionInfo, dpy);
     if (!info)
-        info = XextAddDisplay(g_extensionInfo, dpy, g_extensionName, &g_hooks, 1, nullptr);
+        info = XextAddDisplay(g_extensionInfo, dpy, common::x11::kXKPDevExtensionName, &g_hooks, 1, nullptr);
     return info;
 }
 
@@ -154,7 +152,7 @@ int XXKPDevRegisterDisplay(_XDisplay* dpy) {
 
 int XXKPDevQueryVersion(_XDisplay* dpy, int* major, int* minor) {
     XExtDisplayInfo* info = FindDisplay(dpy);
-    XextCheckExtension(dpy, info, g_extensionName, 0);
+    XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
     LockDisplay(dpy);
     auto* req =
@@ -173,7 +171,7 @@ int XXKPDevQueryVersion(_XDisplay* dpy, int* major, int* minor) {
 
 int XXKPDevGetRequest(_XDisplay* dpy, unsigned char** data, unsigned int* length, unsigned short requestId) {
     XExtDisplayInfo* info = FindDisplay(dpy);
-    XextCheckExtension(dpy, info, g_extensionName, 0);
+    XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
     LockDisplay(dpy);
     auto* req =
@@ -210,7 +208,7 @@ int XXKPDevGetRequest(_XDisplay* dpy, unsigned char** data, unsigned int* length
 
 int XXKPDevPutConfirm(_XDisplay* dpy, const unsigned char* data, unsigned int length) {
     XExtDisplayInfo* info = FindDisplay(dpy);
-    XextCheckExtension(dpy, info, g_extensionName, 0);
+    XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
     LockDisplay(dpy);
     auto* req =

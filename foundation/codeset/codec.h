@@ -11,6 +11,7 @@
 #include "foundation/codeset/charmaptable.h"
 #include "foundation/codeset/escape.h"
 #include "foundation/codeset/zrconverter.h"
+#include "foundation/string/zrhexdigits.h"
 
 namespace zr_codeset {
 
@@ -245,7 +246,7 @@ template <class Codec> struct Converter {
     // encoding (EBCDIC, UTF-16, after an ISO-2022-JP shift); a character of the escape that the
     // encoding lacks goes out as its ASCII byte.
     static void WriteEscape(State& state, ByteSink& sink, ZrUniChar unit) {
-        static const char kHex[] = "0123456789ABCDEF";
+        constexpr const char* kHex = kZrHexDigits;
         const char text[6] = {
             '\\',           'u', kHex[(unit >> 12) & 15], kHex[(unit >> 8) & 15], kHex[(unit >> 4) & 15],
             kHex[unit & 15]};

@@ -1,9 +1,11 @@
 #include "foundation/codeset/escape.h"
 
+#include "foundation/string/zrhexdigits.h"
+
 namespace zr_codeset {
 
 void AppendEscape(ZrByteBuffer& out, ZrUniChar unit) {
-    static const char kHex[] = "0123456789ABCDEF";
+    constexpr const char* kHex = kZrHexDigits;
     unsigned char text[6] = {'\\',
                              'u',
                              static_cast<unsigned char>(kHex[(unit >> 12) & 15]),

@@ -4,6 +4,7 @@
 
 #include "rpc/zrrecord.h"
 
+// Not used by the agent; kept with the other RPC records for asking a port mapper.
 class ZrPortMapping : public ZrRecord<ZrPortMapping> {
 public:
     ZrPortMapping(uint32_t prog = 0, uint32_t vers = 0, uint32_t prot = 0, uint32_t port = 0)
@@ -38,6 +39,7 @@ private:
     uint32_t m_port = 0;
 };
 
+// Not used by the agent; kept with the other RPC records for asking a port mapper.
 class ZrPortMapperResponse : public ZrRecord<ZrPortMapperResponse> {
 public:
     ZrPortMapperResponse(uint32_t port = 0) : m_port(port) {}

@@ -45,6 +45,7 @@ private:
     mutable unsigned m_bytesCodeset = ~0u;
 };
 
+// Not used by the agent; kept beside ZrRPCString as the opaque-data field type of the records.
 class ZrRPCByteBuffer : public ZrRPCOpaque {
 public:
     ZrRPCByteBuffer() = default;

@@ -7,6 +7,7 @@
 
 #include "rpc/zrrecord.h"
 
+// Not used by the agent; the entry of ListSessions' reply, kept with that call.
 class ZrSMBNFSSessionInfo : public ZrRecord<ZrSMBNFSSessionInfo> {
 public:
     using Details = std::array<uint32_t, 5>;

@@ -68,10 +68,12 @@ XDisplay::X11ErrorHandler& XDisplay::X11ErrorHandler::Instance() {
     return g_errorHandler;
 }
 
+// Not called by the agent; routes one request's X errors to a handler; the agent sends no such request.
 void XDisplay::X11ErrorHandler::Add(_XDisplay* display, unsigned long serial, IXErrorHandler* handler) {
     m_handlers[{display, serial}] = handler;
 }
 
+// Not called by the agent; the counterpart of Add.
 void XDisplay::X11ErrorHandler::Remove(_XDisplay* display, unsigned long serial) {
     m_handlers.erase({display, serial});
 }
@@ -101,6 +103,7 @@ XDisplay::~XDisplay() {
     Close();
 }
 
+// Not called by the agent; a further listener for the display; the agent has one, given at construction.
 void XDisplay::AddNotify(XDisplayNotify* notify) {
     notify->SetNext(m_notify.Next());
     m_notify.SetNext(notify);
@@ -157,6 +160,7 @@ void XDisplay::Close() {
     m_notify.OnDisplayClosed(*this);
 }
 
+// Not called by the agent, which leaves authorization to Xlib; installs a given cookie.
 void XDisplay::SetAuthorization(const char* hexCookie) {
     if (!hexCookie || !*hexCookie)
         return;
@@ -168,11 +172,13 @@ void XDisplay::SetAuthorization(const char* hexCookie) {
     XSetAuthorization(method, static_cast<int>(sizeof(method) - 1), cookie.data(), static_cast<int>(length));
 }
 
+// Not called by the agent; completes the display class (a round trip to the X server).
 void XDisplay::Sync() {
     if (GetDisplay())
         XSync(GetDisplay(), False);
 }
 
+// Not called by the agent; completes the display class (keyboard auto-repeat).
 void XDisplay::SetAutoRepeat(bool on) {
     if (!GetDisplay())
         return;

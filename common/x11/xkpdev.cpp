@@ -150,6 +150,7 @@ int XXKPDevRegisterDisplay(_XDisplay* dpy) {
     return XextHasExtension(FindDisplay(dpy)) ? 1 : 0;
 }
 
+// Not called by the agent; the extension's version request; the agent needs no version.
 int XXKPDevQueryVersion(_XDisplay* dpy, int* major, int* minor) {
     XExtDisplayInfo* info = FindDisplay(dpy);
     XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);

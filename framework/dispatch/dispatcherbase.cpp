@@ -94,6 +94,7 @@ DispatcherBase::Entry* DispatcherBase::AddWaitable(waitable::IWaitable& waitable
     return Add(WaitAction{waitable.GetWaitObject(), std::move(callback), 0});
 }
 
+// Not called by the agent; registers a bare runtime wait object; the agent registers waitables.
 DispatcherBase::Entry* DispatcherBase::AddWait(_KivPosixWait* waitObject, Callback callback) {
     return Add(WaitAction{waitObject, std::move(callback), 0});
 }

@@ -258,7 +258,7 @@ protected:
     }
 
 private:
-    // Packs both afresh (the cached bytes may be stale) and wipes the copies: a record may carry a secret.
+    // Packs both into scratch buffers, leaving the caches alone, and wipes them: a record may hold a secret.
     static bool Equal(const Derived& a, const Derived& b) {
         const unsigned long size = a.PackedSize();
         if (size != b.PackedSize())

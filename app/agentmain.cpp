@@ -58,8 +58,7 @@ void Main(int argc, char** argv, int& exitCode) {
     // A refused registration configured nothing, so there is nothing to clean up.
     if (client.RegisterDisplay(argv[2])) {
         // Start-up is over: from here on the agent serves its displays, the file server and its link.
-        ZrByteBuffer link = ZrFile::SystemPath(client.LinkPath());
-        platform::Confine(reinterpret_cast<const char*>(link.Data()));
+        platform::Confine(reinterpret_cast<const char*>(ZrFile::SystemPath(client.LinkPath()).Data()));
         RunLoop(client, dispatcher);
         client.CleanUp();
     }

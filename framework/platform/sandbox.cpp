@@ -11,10 +11,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <string>
-#include <vector>
+#include <cstring>
+#include <iterator>
 
 // The sanitizer runtimes' leak check stops the world at exit from a helper process that shares the
 // address space and attaches to the threads with ptrace. Test builds with it let exactly that through.
@@ -53,11 +54,11 @@ constexpr long kRefused[] = {
 #ifdef SYS_vfork
     SYS_vfork,
 #endif
-// other processes' memory
+    // other processes and their memory
+    SYS_process_vm_readv, SYS_process_vm_writev,
 #ifndef KP_LEAK_CHECKER
     SYS_ptrace,
 #endif
-    SYS_process_vm_readv, SYS_process_vm_writev,
     // mounts, namespaces, the execution domain
     SYS_mount, SYS_umount2,
 #ifdef SYS_umount
@@ -83,51 +84,50 @@ constexpr uint32_t kNrOffset = offsetof(seccomp_data, nr);
 constexpr uint32_t kFlagsOffset =
     offsetof(seccomp_data, args) + (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 4 : 0);
 
-sock_filter Statement(uint16_t code, uint32_t k) {
-    return sock_filter{code, 0, 0, k};
-}
-sock_filter Jump(uint16_t code, uint32_t k, uint8_t ifTrue, uint8_t ifFalse) {
-    return sock_filter{code, ifTrue, ifFalse, k};
-}
+// The program is built in place: in a process that runs once per session, every heap page counts.
+struct FilterProgram {
+    sock_filter code[2 * std::size(kRefused) + 24];
+    unsigned short size = 0;
 
-std::vector<sock_filter> FilterProgram() {
-    std::vector<sock_filter> p;
-    p.push_back(Statement(BPF_LD | BPF_W | BPF_ABS, kArchOffset));
-    p.push_back(Jump(BPF_JMP | BPF_JEQ | BPF_K, kNativeArch, 1, 0));
-    p.push_back(Statement(BPF_RET | BPF_K, kKill));
-    p.push_back(Statement(BPF_LD | BPF_W | BPF_ABS, kNrOffset));
+    void Statement(uint16_t op, uint32_t k) { code[size++] = sock_filter{op, 0, 0, k}; }
+    void Jump(uint16_t op, uint32_t k, uint8_t ifTrue, uint8_t ifFalse) {
+        code[size++] = sock_filter{op, ifTrue, ifFalse, k};
+    }
+};
+
+bool InstallFilter() {
+    FilterProgram p;
+    p.Statement(BPF_LD | BPF_W | BPF_ABS, kArchOffset);
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, kNativeArch, 1, 0);
+    p.Statement(BPF_RET | BPF_K, kKill);
+    p.Statement(BPF_LD | BPF_W | BPF_ABS, kNrOffset);
 #if defined(__x86_64__)
     // The x32 calls share the architecture value and are told apart by this bit of the number.
-    p.push_back(Jump(BPF_JMP | BPF_JSET | BPF_K, 0x40000000u, 0, 1));
-    p.push_back(Statement(BPF_RET | BPF_K, kKill));
+    p.Jump(BPF_JMP | BPF_JSET | BPF_K, 0x40000000u, 0, 1);
+    p.Statement(BPF_RET | BPF_K, kKill);
 #endif
     for (long nr : kRefused) {
-        p.push_back(Jump(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(nr), 0, 1));
-        p.push_back(Statement(BPF_RET | BPF_K, kEperm));
+        p.Jump(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(nr), 0, 1);
+        p.Statement(BPF_RET | BPF_K, kEperm);
     }
     // clone3 passes its flags in memory the filter cannot read. It is refused as unknown to the kernel,
     // so that the C library creates its threads through clone, whose flags are in a register.
-    p.push_back(Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 0, 1));
-    p.push_back(Statement(BPF_RET | BPF_K, kEnosys));
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 0, 1);
+    p.Statement(BPF_RET | BPF_K, kEnosys);
     // clone: threads only (CLONE_THREAD); a new process is refused.
-    p.push_back(Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 1, 0));
-    p.push_back(Statement(BPF_RET | BPF_K, kAllow));
-    p.push_back(Statement(BPF_LD | BPF_W | BPF_ABS, kFlagsOffset));
-    p.push_back(Jump(BPF_JMP | BPF_JSET | BPF_K, CLONE_THREAD, 0, 1));
-    p.push_back(Statement(BPF_RET | BPF_K, kAllow));
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 1, 0);
+    p.Statement(BPF_RET | BPF_K, kAllow);
+    p.Statement(BPF_LD | BPF_W | BPF_ABS, kFlagsOffset);
+    p.Jump(BPF_JMP | BPF_JSET | BPF_K, CLONE_THREAD, 0, 1);
+    p.Statement(BPF_RET | BPF_K, kAllow);
 #ifdef KP_LEAK_CHECKER
     constexpr uint32_t kLeakCheckHelper = CLONE_VM | CLONE_UNTRACED;
-    p.push_back(Statement(BPF_ALU | BPF_AND | BPF_K, kLeakCheckHelper));
-    p.push_back(Jump(BPF_JMP | BPF_JEQ | BPF_K, kLeakCheckHelper, 0, 1));
-    p.push_back(Statement(BPF_RET | BPF_K, kAllow));
+    p.Statement(BPF_ALU | BPF_AND | BPF_K, kLeakCheckHelper);
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, kLeakCheckHelper, 0, 1);
+    p.Statement(BPF_RET | BPF_K, kAllow);
 #endif
-    p.push_back(Statement(BPF_RET | BPF_K, kEperm));
-    return p;
-}
-
-bool InstallFilter() {
-    std::vector<sock_filter> code = FilterProgram();
-    sock_fprog program{static_cast<unsigned short>(code.size()), code.data()};
+    p.Statement(BPF_RET | BPF_K, kEperm);
+    sock_fprog program{p.size, p.code};
     return syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &program) == 0;
 }
 
@@ -145,6 +145,7 @@ bool InstallFilter() {
     defined(SYS_landlock_restrict_self)
 
 // Rights younger than the installed kernel headers may be; the values are fixed for good.
+constexpr uint64_t kRefer = 1ULL << 13;
 constexpr uint64_t kTruncate = 1ULL << 14;
 constexpr uint64_t kIoctlDev = 1ULL << 15;
 
@@ -159,7 +160,7 @@ uint64_t HandledRights(long abi) {
         LANDLOCK_ACCESS_FS_MAKE_SOCK | LANDLOCK_ACCESS_FS_MAKE_FIFO | LANDLOCK_ACCESS_FS_MAKE_BLOCK |
         LANDLOCK_ACCESS_FS_MAKE_SYM;
     if (abi >= 2)
-        rights |= 1ULL << 13; // linking and renaming across directories
+        rights |= kRefer; // linking and renaming across directories
     if (abi >= 3)
         rights |= kTruncate;
     if (abi >= 5)
@@ -186,13 +187,17 @@ bool AllowBeneath(int ruleset, const char* directory, uint64_t rights) {
     return syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0;
 }
 
-// The directory that holds the link: the path up to its last slash.
-std::string LinkDirectory(const char* linkPath) {
-    std::string path(linkPath);
-    std::string::size_type slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
+// Making and removing entries in the directory that holds the link: the path up to its last slash.
+bool AllowLinkDirectory(int ruleset, const char* linkPath) {
+    char dir[PATH_MAX] = ".";
+    if (const char* slash = std::strrchr(linkPath, '/')) {
+        size_t length = slash == linkPath ? 1 : static_cast<size_t>(slash - linkPath);
+        if (length >= sizeof dir)
+            return false;
+        std::memcpy(dir, linkPath, length);
+        dir[length] = 0;
+    }
+    return AllowBeneath(ruleset, dir, LANDLOCK_ACCESS_FS_MAKE_SYM | LANDLOCK_ACCESS_FS_REMOVE_FILE);
 }
 
 bool RestrictFileSystem(const char* linkPath) {
@@ -208,8 +213,7 @@ bool RestrictFileSystem(const char* linkPath) {
         return false;
     // Without its directory (not there yet, not reachable) the link cannot be made or removed: the rest
     // of the rules still hold.
-    (void)AllowBeneath(ruleset.fd, LinkDirectory(linkPath).c_str(),
-                       LANDLOCK_ACCESS_FS_MAKE_SYM | LANDLOCK_ACCESS_FS_REMOVE_FILE);
+    (void)AllowLinkDirectory(ruleset.fd, linkPath);
     return syscall(SYS_landlock_restrict_self, ruleset.fd, 0) == 0;
 }
 

@@ -77,14 +77,7 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
     // select cannot watch a descriptor beyond its fixed set.
     if (fd < 0 || fd >= FD_SETSIZE)
         return Errors::ERRSelect;
-    // When the server answers on the same CPU its reply is usually queued by the time we get here;
-    // taking it straight away saves the select that would report it ready. Anything else (nothing
-    // there yet, or a datagram that does not decode) continues with the waiting loop as usual.
     long got = 0;
-    if (m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from, true) ==
-            ZrSocket::messageComplete &&
-        Decode(m_receiveArea.data(), got, reply))
-        return Errors::ERRCallSuccess;
     for (;;) {
         fd_set readable;
         FD_ZERO(&readable);

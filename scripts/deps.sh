@@ -1,7 +1,7 @@
 # Installs the Debian packages the build, the tests and the demo need,
 # skipping those already present. Sourced by the scripts in this folder.
 KP_PACKAGES=(cmake ninja-build g++ clang clang-format libclang-rt-14-dev pkg-config
-  libx11-dev libxext-dev libgtest-dev libgmock-dev libbenchmark-dev
+  libx11-dev libxext-dev libgtest-dev libgmock-dev
   libssl-dev libtirpc-dev rapidjson-dev xvfb xauth python3 locales)
 
 # kp_install_deps [package...]: the packages named, or the list above when none are.

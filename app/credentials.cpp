@@ -130,6 +130,7 @@ void ConvertPassword(const unsigned char* password, size_t length, const ZrUniSt
             digits[count++] = kZrHexDigits[cipher[i] >> 4];
         }
         out.Append(digits, count);
+        ZrSecureWipeObject(digits);
     }
     key.Wipe();
     plain.Wipe();

@@ -2,6 +2,8 @@
 
 #include <sys/select.h>
 
+#include "foundation/crypto/zrsecurewipe.h"
+
 #include <cerrno>
 
 using Errors = ZrRPCClientErrors;
@@ -52,12 +54,17 @@ ZrRPCClient::MessageError ZrRPCClient::SendAndReceiveRpc(ZrRPCMessageFromClient&
 ZrRPCClient::MessageError ZrRPCClient::ReceiveRpc(ZrRPCMessageFromServer& reply) {
     ZrInetAddr from;
     SetStatus(ReceiveRpcWithTimeout(reply, from));
+    // The reply was decoded into its own buffers; a configuration read back would carry passwords.
+    ZrSecureWipe(m_receiveArea.data(), static_cast<size_t>(m_receiveUsed));
+    m_receiveUsed = 0;
     if (m_status == Errors::ERRCallSuccess)
         HandleServerRpcResponse(reply, from);
     return m_status;
 }
 
 bool ZrRPCClient::Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply) {
+    if (length > m_receiveUsed)
+        m_receiveUsed = length;
     unsigned long remaining = static_cast<unsigned long>(length);
     return reply.Read(data, remaining) && reply.IsValid();
 }

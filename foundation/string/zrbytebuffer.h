@@ -11,7 +11,8 @@
 #include <emmintrin.h>
 #endif
 
-// The shared storage behind ZrByteBuffer. Written only while its count is 1.
+// The shared storage behind ZrByteBuffer. Written only while its count is 1. Its bytes are wiped when
+// it is destroyed, when they move to a larger block and when they are cut: passwords pass through.
 class ZrByteBufferRep {
 public:
     ZrByteBufferRep() = default;

@@ -69,6 +69,7 @@ bool ZrRPCClient::Decode(const unsigned char* data, long length, ZrRPCMessageFro
     return reply.Read(data, remaining) && reply.IsValid();
 }
 
+// Not called by the agent, which waits for replies (ReceiveRpcWithTimeout); reads once without waiting.
 ZrRPCClient::MessageError ZrRPCClient::ReceiveServerResponse(ZrRPCMessageFromServer& reply,
                                                              ZrInetAddr& from) {
     long got = 0;

@@ -52,6 +52,7 @@ bool ClientWrapper::HasQueuedDisplayWork() const {
     return display && display->FastEvent().IsSet();
 }
 
+// Not called by the agent, which registers the control socket itself; kept as the controller's accessor.
 int ClientWrapper::Socket() const {
     return m_pClient ? m_pClient->Descriptor() : -1;
 }

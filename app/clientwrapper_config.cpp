@@ -42,6 +42,7 @@ void ClientWrapper::LoadConfigFromFile(const ZrUniString& path) {
     LoadConfig(text);
 }
 
+// Not called by the agent; sends a personal configuration file; the agent sends only drive entries.
 void ClientWrapper::SendSetConfigFromFile(const ZrUniString& path) {
     ZrByteBuffer bytes;
     ReadFromFile(path, bytes, true);

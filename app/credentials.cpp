@@ -13,13 +13,12 @@
 #include "foundation/crypto/zrchecksum.h"
 #include "foundation/crypto/zrencrypt.h"
 #include "foundation/crypto/zrsecurewipe.h"
+#include "foundation/string/zrhexdigits.h"
 #include "foundation/system/zruserdatabase.h"
 
 namespace credentials {
 
 namespace {
-
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 // The encoded text's bytes through the program's Base64 alphabet. The encoded form is as good as
 // the clear password, so its bytes are wiped as well.
@@ -130,8 +129,8 @@ void ConvertPassword(const unsigned char* password, size_t length, const ZrUniSt
         uint32_t count = 0;
         for (uint64_t i = 0; i < cipher.Length() && i < 8; ++i) {
             // Low nibble first, deliberately: the file server reads the digits in this order.
-            digits[count++] = kHexDigits[cipher[i] & 0x0F];
-            digits[count++] = kHexDigits[cipher[i] >> 4];
+            digits[count++] = kZrHexDigits[cipher[i] & 0x0F];
+            digits[count++] = kZrHexDigits[cipher[i] >> 4];
         }
         out.Append(digits, count);
         ZrSecureWipeObject(digits);

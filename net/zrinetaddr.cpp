@@ -39,6 +39,7 @@ ZrInetAddr ZrInetAddr::AddressAny() {
     return ZrInetAddr(uint32_t(INADDR_ANY));
 }
 
+// Not called by the agent; completes the address constructors.
 ZrInetAddr ZrInetAddr::AddressLoopback() {
     return ZrInetAddr(uint32_t(INADDR_LOOPBACK));
 }
@@ -68,6 +69,7 @@ bool ZrInetAddr::operator==(const ZrInetAddr& other) const {
     return IsAddressEqual(other) && m_address.sin_port == other.m_address.sin_port;
 }
 
+// Not called by the agent; parses "a.b.c.d[:port]"; the agent resolves names instead.
 bool ZrInetAddr::FromString(const ZrUniString& text, bool withPort) {
     std::string bytes = text.AsUtf8();
     // sscanf would skip blanks and accept signs; the text must be digits, dots and a colon only.
@@ -103,6 +105,7 @@ ZrUniString ZrInetAddr::AsString(bool withPort) const {
     return ZrUniString(text);
 }
 
+// Not called by the agent; the address's own wire form, with Write below.
 bool ZrInetAddr::Read(const unsigned char*& data, unsigned long& remaining) {
     if (remaining < 4)
         return false;

@@ -121,6 +121,7 @@ bool ZrSocket::Bind(const ZrSocketAddress& address, connectionType type, bool re
     }
 }
 
+// Not called by the agent, which uses UDP; this and the next five (connections, peer addresses) are kept.
 bool ZrSocket::Connect(const ZrSocketAddress& address) {
     if (m_fd < 0 && !makesock(address.Domain(), SOCK_STREAM))
         return false;
@@ -263,6 +264,7 @@ bool ZrSocket::SetTransmitBufferSize(unsigned int bytes) {
                         "(char*)(int ", "),");
 }
 
+// Not called by the agent; this and the options below complete the socket; the agent sets none of them.
 bool ZrSocket::SetDelay(bool noDelay) {
     return SetIntOption(IPPROTO_TCP, "IPPROTO_TCP", TCP_NODELAY, "TCP_NODELAY", noDelay ? 1 : 0,
                         "(char*)(int ", "),");

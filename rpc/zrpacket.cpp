@@ -108,6 +108,7 @@ void ZrPacket::DebugLine(ZrUniString& text, unsigned indent, const char* name, c
     text.Append(ZrUniString(name)).Append(ZrUniString(": \"")).Append(value).Append(u'"').Append(u'\n');
 }
 
+// Not called by the agent; these four bit accessors are kept for records with bit fields.
 uint32_t ZrPacket::BitGetnetwork(const unsigned char* data, unsigned first, unsigned count) {
     uint32_t value = 0;
     for (unsigned i = first; i < first + count; ++i)

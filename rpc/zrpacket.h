@@ -8,17 +8,6 @@
 #include "foundation/string/zrbytebuffer.h"
 #include "foundation/string/zrunistring.h"
 
-// The two reading constructors every record offers: from another packet's bytes and from raw bytes
-// (as for Read). A constructor cannot report, so the outcome is the valid flag. They belong to the
-// record itself: a base class constructor would read into fields that do not exist yet.
-#define ZR_PACKET_READING_CONSTRUCTORS(Record)                                                               \
-    explicit Record(const ZrPacket& packet) {                                                                \
-        ReadFromPacket(packet);                                                                              \
-    }                                                                                                        \
-    Record(const unsigned char*& data, unsigned long& remaining) {                                           \
-        ReadFromBytes(data, remaining);                                                                      \
-    }
-
 class ZrPacket {
 public:
     ZrPacket() = default;
@@ -73,7 +62,9 @@ public:
 protected:
     // Marks the packed bytes stale after a field changed.
     void Changed() { m_current = false; }
-    // Decodes another record's packed bytes into this one (for the constructors from a ZrPacket).
+    // For the two reading constructors every record offers: from another packet's bytes and from raw
+    // bytes (as for Read). A constructor cannot report, so the outcome is the valid flag. They belong
+    // to the record itself: a base class constructor would read into fields that do not exist yet.
     void ReadFromPacket(const ZrPacket& packet) {
         const unsigned char* data = packet.Where();
         unsigned long remaining = packet.HowBig();

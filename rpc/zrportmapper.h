@@ -4,11 +4,13 @@
 
 #include "rpc/zrrecord.h"
 
+// Not used by the agent; kept with the other RPC records for asking a port mapper.
 class ZrPortMapping : public ZrRecord<ZrPortMapping> {
 public:
     ZrPortMapping(uint32_t prog = 0, uint32_t vers = 0, uint32_t prot = 0, uint32_t port = 0)
         : m_prog(prog), m_vers(vers), m_prot(prot), m_port(port) {}
-    ZR_PACKET_READING_CONSTRUCTORS(ZrPortMapping)
+    explicit ZrPortMapping(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrPortMapping(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     uint32_t prog() const { return m_prog; }
     uint32_t vers() const { return m_vers; }
@@ -37,10 +39,14 @@ private:
     uint32_t m_port = 0;
 };
 
+// Not used by the agent; kept with the other RPC records for asking a port mapper.
 class ZrPortMapperResponse : public ZrRecord<ZrPortMapperResponse> {
 public:
     ZrPortMapperResponse(uint32_t port = 0) : m_port(port) {}
-    ZR_PACKET_READING_CONSTRUCTORS(ZrPortMapperResponse)
+    explicit ZrPortMapperResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrPortMapperResponse(const unsigned char*& data, unsigned long& remaining) {
+        ReadFromBytes(data, remaining);
+    }
 
     uint32_t port() const { return m_port; }
     void port(uint32_t value) { Assign(m_port, value); }

@@ -1,18 +1,18 @@
 // ZrRecord<Derived>: a wire record whose fields are listed once, in wire order, in a static
 // Derived::Fields(self, field) template; Read, PackedSize, PackTo, DebugString and equality all
 // follow from that list. A list may branch on a field it has already listed (a status, a command):
-// the reader has read that field by then, and two records compared agree on it up to there.
+// the reader has read that field by then. Equality compares the packed forms.
 // Reading never throws: a shortage or a refused value fails the record and consumes nothing.
 #pragma once
 
 #include <array>
-#include <cassert>
 #include <concepts>
 #include <cstring>
 #include <optional>
 #include <vector>
 
 #include "foundation/container/zrdlist.h"
+#include "foundation/crypto/zrsecurewipe.h"
 #include "rpc/zrpacket.h"
 #include "rpc/zrrpcstring.h"
 #include "rpc/zrstructunistring.h"
@@ -43,21 +43,6 @@ template <class T> uint32_t Count(const std::vector<T>& list) {
 }
 template <class T> uint32_t Count(const ZrDList<T>& list) {
     return list.Count();
-}
-// Field equality: lists of either kind compare their entries in order.
-template <class T> bool Same(const T& a, const T& b) {
-    return a == b;
-}
-template <class T> bool Same(const ZrDList<T>& a, const ZrDList<T>& b) {
-    if (a.Count() != b.Count())
-        return false;
-    auto other = b.begin();
-    for (const T& entry : a) {
-        if (!(entry == *other))
-            return false;
-        ++other;
-    }
-    return true;
 }
 template <class T> void Clear(std::vector<T>& list) {
     list.clear();
@@ -230,52 +215,6 @@ private:
     unsigned m_indent;
 };
 
-// Equality in two passes: the first notes where each of one record's fields is, the second
-// compares the other record's fields with them in order, up to the first difference.
-class Comparer {
-public:
-    void Require(bool) {}
-    void operator()(const char*, Constant) {}
-    template <class T> void operator()(const char*, const T& field) { Visit(field); }
-    template <class Bytes> void operator()(const char*, Rest<Bytes> rest) { Visit(rest.bytes); }
-
-    // Switches from noting to comparing.
-    void Compare() {
-        m_noted = m_next;
-        m_next = 0;
-        m_comparing = true;
-    }
-    bool Equal() const { return equal && m_next == m_noted; }
-
-    bool equal = true;
-
-private:
-    template <class T> static bool SameAt(const void* a, const void* b) {
-        return zrrecord::Same(*static_cast<const T*>(a), *static_cast<const T*>(b));
-    }
-    template <class T> void Visit(const T& field) {
-        if (!equal)
-            return;
-        if (!m_comparing) {
-            assert(m_next < m_slots.size() && "a record lists at most 16 fields");
-            m_slots[m_next++] = {&field, &SameAt<T>};
-            return;
-        }
-        equal = m_next < m_noted && m_slots[m_next].same == &SameAt<T> &&
-                SameAt<T>(m_slots[m_next].field, &field);
-        ++m_next;
-    }
-
-    struct Slot {
-        const void* field = nullptr;
-        bool (*same)(const void*, const void*) = nullptr;
-    };
-    std::array<Slot, 16> m_slots{};
-    unsigned m_noted = 0;
-    unsigned m_next = 0;
-    bool m_comparing = false;
-};
-
 } // namespace zrrecord
 
 template <class Derived> class ZrRecord : public ZrPacket {
@@ -307,7 +246,8 @@ public:
         return text;
     }
 
-    // The fields each record lists; fields it does not list for its current status are not compared.
+    // Two records are equal when they put the same bytes on the wire: fixed words and the fields a
+    // record does not list for its current status make no difference.
     friend bool operator==(const Derived& a, const Derived& b) { return Equal(a, b); }
 
 protected:
@@ -318,12 +258,20 @@ protected:
     }
 
 private:
+    // Packs both into scratch buffers, leaving the caches alone, and wipes them: a record may hold a secret.
     static bool Equal(const Derived& a, const Derived& b) {
-        zrrecord::Comparer comparer;
-        Derived::Fields(a, comparer);
-        comparer.Compare();
-        Derived::Fields(b, comparer);
-        return comparer.Equal();
+        const unsigned long size = a.PackedSize();
+        if (size != b.PackedSize())
+            return false;
+        std::vector<unsigned char> left(size), right(size);
+        unsigned char* out = left.data();
+        a.PackTo(out);
+        out = right.data();
+        b.PackTo(out);
+        const bool equal = left == right;
+        ZrSecureWipe(left.data(), size);
+        ZrSecureWipe(right.data(), size);
+        return equal;
     }
     const Derived& Self() const { return static_cast<const Derived&>(*this); }
 };

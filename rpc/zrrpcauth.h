@@ -26,7 +26,8 @@ private:
 class ZrRPCUnixAuth : public ZrRecord<ZrRPCUnixAuth> {
 public:
     ZrRPCUnixAuth() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCUnixAuth)
+    explicit ZrRPCUnixAuth(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCUnixAuth(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     uint32_t stamp() const { return m_stamp; }
     void stamp(uint32_t value) { Assign(m_stamp, value); }
@@ -59,7 +60,8 @@ private:
 class ZrRPCAuthBlock : public ZrPacket {
 public:
     explicit ZrRPCAuthBlock(uint32_t flavour = ZrRPCEnum::AuthNone) : m_flavour(flavour) {}
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCAuthBlock)
+    explicit ZrRPCAuthBlock(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCAuthBlock(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     uint32_t flavour() const { return m_flavour; }
     void flavour(uint32_t value) {

@@ -43,6 +43,7 @@ const ErrorText* Find(uint32_t value) {
 
 } // namespace
 
+// Not called by the agent; names an error for diagnostics (the agent prints MessageErrorInfo).
 ZrUniString ZrRPCClientErrors::MessageErrorAsString(MessageError error) {
     if (const ErrorText* entry = Find(error))
         return ZrUniString(entry->name);
@@ -63,6 +64,7 @@ ZrUniString ZrRPCClientErrors::MessageErrorInfo(MessageError error) {
     return MessageStatusWhy(error) + ZrUniString("\n") + MessageStatusHow(error);
 }
 
+// Not called by the agent; the full error text for diagnostics (the agent prints MessageErrorInfo).
 ZrUniString ZrRPCClientErrors::CoherentMessageError(MessageError error) {
     return ZrUniString("Message Error: ") + MessageErrorAsString(error) + ZrUniString("\n") +
            MessageStatusWhy(error) + ZrUniString("\n") + MessageStatusHow(error) + ZrUniString("\n");

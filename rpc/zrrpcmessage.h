@@ -8,7 +8,8 @@
 class ZrRPCCallBody : public ZrRecord<ZrRPCCallBody> {
 public:
     ZrRPCCallBody() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCCallBody)
+    explicit ZrRPCCallBody(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCCallBody(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     uint32_t rpcvers() const { return m_rpcvers; }
     void rpcvers(uint32_t value) { Assign(m_rpcvers, value); }
@@ -76,7 +77,10 @@ private:
 class ZrRPCMessageFromClient : public ZrRPCEnvelope<ZrRPCMessageFromClient, ZrRPCEnum::Call, ZrRPCCallBody> {
 public:
     ZrRPCMessageFromClient() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCMessageFromClient)
+    explicit ZrRPCMessageFromClient(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCMessageFromClient(const unsigned char*& data, unsigned long& remaining) {
+        ReadFromBytes(data, remaining);
+    }
 
     const ZrRPCCallBody& call_body() const { return body(); }
     void call_body(const ZrRPCCallBody& value) { body(value); }
@@ -87,7 +91,8 @@ public:
 class ZrRPCAccepted : public ZrRecord<ZrRPCAccepted> {
 public:
     ZrRPCAccepted() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCAccepted)
+    explicit ZrRPCAccepted(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCAccepted(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     const ZrRPCAuthBlock& verifier() const { return m_verifier; }
     void verifier(const ZrRPCAuthBlock& value) { Assign(m_verifier, value); }
@@ -134,7 +139,8 @@ private:
 class ZrRPCRejected : public ZrRecord<ZrRPCRejected> {
 public:
     ZrRPCRejected() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCRejected)
+    explicit ZrRPCRejected(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCRejected(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     uint32_t reject_stat() const { return m_status; }
     void reject_stat(uint32_t value) { Assign(m_status, value); }
@@ -171,7 +177,8 @@ private:
 class ZrRPCReplyBody : public ZrRecord<ZrRPCReplyBody> {
 public:
     ZrRPCReplyBody() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCReplyBody)
+    explicit ZrRPCReplyBody(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCReplyBody(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     uint32_t reply_stat() const { return m_status; }
     void reply_stat(uint32_t value) { Assign(m_status, value); }
@@ -210,7 +217,10 @@ class ZrRPCMessageFromServer
     : public ZrRPCEnvelope<ZrRPCMessageFromServer, ZrRPCEnum::Reply, ZrRPCReplyBody> {
 public:
     ZrRPCMessageFromServer() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCMessageFromServer)
+    explicit ZrRPCMessageFromServer(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCMessageFromServer(const unsigned char*& data, unsigned long& remaining) {
+        ReadFromBytes(data, remaining);
+    }
 
     const ZrRPCReplyBody& reply_body() const { return body(); }
     void reply_body(const ZrRPCReplyBody& value) { body(value); }

@@ -27,7 +27,8 @@ public:
 
     ZrRPCString() = default;
     ZrRPCString(const ZrUniString& text) { Set(text); }
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCString)
+    explicit ZrRPCString(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCString(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     void Set(const ZrUniString& text);
     const ZrUniString& Text() const { return m_text; }
@@ -44,11 +45,13 @@ private:
     mutable unsigned m_bytesCodeset = ~0u;
 };
 
+// Not used by the agent; kept beside ZrRPCString as the opaque-data field type of the records.
 class ZrRPCByteBuffer : public ZrRPCOpaque {
 public:
     ZrRPCByteBuffer() = default;
     ZrRPCByteBuffer(const ZrByteBuffer& bytes) { Set(bytes); }
-    ZR_PACKET_READING_CONSTRUCTORS(ZrRPCByteBuffer)
+    explicit ZrRPCByteBuffer(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrRPCByteBuffer(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     void Set(const ZrByteBuffer& bytes);
     const ZrByteBuffer& Bytes() const { return m_bytes; }

@@ -97,6 +97,7 @@ const ZrUniString& ZrSMBNFSClient::SetConfig(const ZrUniString& user, const ZrUn
     return SendPacket(request, ZrRPCEnum::AuthNone);
 }
 
+// Not called by the agent; completes the control client: reads a user's configuration back.
 const ZrUniString& ZrSMBNFSClient::GetConfig(const ZrUniString& user, ZrUniString& config) {
     ZrSMBNFSRequest request(kSMBNFSGetConfig);
     request.user(user);
@@ -105,6 +106,7 @@ const ZrUniString& ZrSMBNFSClient::GetConfig(const ZrUniString& user, ZrUniStrin
     return m_lastError;
 }
 
+// Not called by the agent; completes the control client: lists a user's sessions.
 const ZrUniString& ZrSMBNFSClient::ListSessions(const ZrUniString& user,
                                                 ZrDList<ZrSMBNFSSessionInfo>& sessions) {
     ZrSMBNFSRequest request(kSMBNFSListSessions);

@@ -17,7 +17,8 @@ enum ZrSMBNFSCommand : uint32_t {
 class ZrSMBNFSRequest : public ZrRecord<ZrSMBNFSRequest> {
 public:
     explicit ZrSMBNFSRequest(uint32_t command = 0) : m_command(command) {}
-    ZR_PACKET_READING_CONSTRUCTORS(ZrSMBNFSRequest)
+    explicit ZrSMBNFSRequest(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrSMBNFSRequest(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     // The setters also make the record valid.
     uint32_t command() const { return m_command; }

@@ -12,7 +12,8 @@ public:
     using SessionList = ZrDList<ZrSMBNFSSessionInfo>;
 
     explicit ZrSMBNFSResponse(uint32_t command = 0) : m_command(command) {}
-    ZR_PACKET_READING_CONSTRUCTORS(ZrSMBNFSResponse)
+    explicit ZrSMBNFSResponse(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrSMBNFSResponse(const unsigned char*& data, unsigned long& remaining) { ReadFromBytes(data, remaining); }
 
     // The setters also make the record valid.
     uint32_t command() const { return m_command; }

@@ -7,12 +7,16 @@
 
 #include "rpc/zrrecord.h"
 
+// Not used by the agent; the entry of ListSessions' reply, kept with that call.
 class ZrSMBNFSSessionInfo : public ZrRecord<ZrSMBNFSSessionInfo> {
 public:
     using Details = std::array<uint32_t, 5>;
 
     ZrSMBNFSSessionInfo() = default;
-    ZR_PACKET_READING_CONSTRUCTORS(ZrSMBNFSSessionInfo)
+    explicit ZrSMBNFSSessionInfo(const ZrPacket& packet) { ReadFromPacket(packet); }
+    ZrSMBNFSSessionInfo(const unsigned char*& data, unsigned long& remaining) {
+        ReadFromBytes(data, remaining);
+    }
 
     // The setters of the name and the details also make the record valid.
     const ZrControlString& name() const { return m_name; }

@@ -1,5 +1,6 @@
 #include "common/x11/xdisplay.h"
 
+#include "foundation/string/zrhexdigits.h"
 #include "framework/dispatch/dispatch.h"
 #include "framework/network/socketstream.h"
 
@@ -19,14 +20,10 @@ int OnXlibError(Display* display, XErrorEvent* error) {
     return XDisplay::X11ErrorHandler::Instance().Dispatch(display, error);
 }
 
+// A character that is no hexadecimal digit counts as 0.
 int HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return 0;
+    const int value = ZrHexValue(c);
+    return value < 0 ? 0 : value;
 }
 
 int IgnoreIOError(Display*) {
@@ -71,10 +68,12 @@ XDisplay::X11ErrorHandler& XDisplay::X11ErrorHandler::Instance() {
     return g_errorHandler;
 }
 
+// Not called by the agent; routes one request's X errors to a handler; the agent sends no such request.
 void XDisplay::X11ErrorHandler::Add(_XDisplay* display, unsigned long serial, IXErrorHandler* handler) {
     m_handlers[{display, serial}] = handler;
 }
 
+// Not called by the agent; the counterpart of Add.
 void XDisplay::X11ErrorHandler::Remove(_XDisplay* display, unsigned long serial) {
     m_handlers.erase({display, serial});
 }
@@ -104,6 +103,7 @@ XDisplay::~XDisplay() {
     Close();
 }
 
+// Not called by the agent; a further listener for the display; the agent has one, given at construction.
 void XDisplay::AddNotify(XDisplayNotify* notify) {
     notify->SetNext(m_notify.Next());
     m_notify.SetNext(notify);
@@ -160,6 +160,7 @@ void XDisplay::Close() {
     m_notify.OnDisplayClosed(*this);
 }
 
+// Not called by the agent, which leaves authorization to Xlib; installs a given cookie.
 void XDisplay::SetAuthorization(const char* hexCookie) {
     if (!hexCookie || !*hexCookie)
         return;
@@ -171,11 +172,13 @@ void XDisplay::SetAuthorization(const char* hexCookie) {
     XSetAuthorization(method, static_cast<int>(sizeof(method) - 1), cookie.data(), static_cast<int>(length));
 }
 
+// Not called by the agent; completes the display class (a round trip to the X server).
 void XDisplay::Sync() {
     if (GetDisplay())
         XSync(GetDisplay(), False);
 }
 
+// Not called by the agent; completes the display class (keyboard auto-repeat).
 void XDisplay::SetAutoRepeat(bool on) {
     if (!GetDisplay())
         return;

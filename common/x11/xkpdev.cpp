@@ -111,8 +111,6 @@ XExtensionHooks g_hooks = {
     nullptr,      // error_string
 };
 
-char g_extensionName[] = "XKPDEV";
-
 // Xlib frees its copy of a reply once the caller has read it, without clearing it. The allocator
 // hands the block it took back last to the next request of the same size, so asking for that size at
 // once and wiping what comes back clears the copy; should another block come back, one that held
@@ -132,7 +130,7 @@ XExtDisplayInfo* FindDisplay(Display* dpy) {
     }
     XExtDisplayInfo* info = XextFindDisplay(g_extensionInfo, dpy);
     if (!info)
-        info = XextAddDisplay(g_extensionInfo, dpy, g_extensionName, &g_hooks, 1, nullptr);
+        info = XextAddDisplay(g_extensionInfo, dpy, common::x11::kXKPDevExtensionName, &g_hooks, 1, nullptr);
     return info;
 }
 
@@ -163,9 +161,10 @@ int XXKPDevRegisterDisplay(_XDisplay* dpy) {
     return XextHasExtension(FindDisplay(dpy)) ? 1 : 0;
 }
 
+// Not called by the agent; the extension's version request; the agent needs no version.
 int XXKPDevQueryVersion(_XDisplay* dpy, int* major, int* minor) {
     XExtDisplayInfo* info = FindDisplay(dpy);
-    XextCheckExtension(dpy, info, g_extensionName, 0);
+    XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
     LockDisplay(dpy);
     auto* req =
@@ -184,7 +183,7 @@ int XXKPDevQueryVersion(_XDisplay* dpy, int* major, int* minor) {
 
 int XXKPDevGetRequest(_XDisplay* dpy, unsigned char** data, unsigned int* length, unsigned short requestId) {
     XExtDisplayInfo* info = FindDisplay(dpy);
-    XextCheckExtension(dpy, info, g_extensionName, 0);
+    XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
     LockDisplay(dpy);
     auto* req =
@@ -255,7 +254,7 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
 
 int XXKPDevPutConfirm(_XDisplay* dpy, const unsigned char* data, unsigned int length) {
     XExtDisplayInfo* info = FindDisplay(dpy);
-    XextCheckExtension(dpy, info, g_extensionName, 0);
+    XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
     LockDisplay(dpy);
     auto* req =

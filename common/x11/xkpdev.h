@@ -27,10 +27,8 @@ struct XKPDevEvent {
     unsigned char data[24];
 };
 
-// Message bytes an inline event can carry (bytes 9..31 of the wire event).
-constexpr int kXKPDevInlineCapacity = 23;
-
-const char* const kXKPDevExtensionName = "XKPDEV";
+// The name under which the X server offers the extension.
+inline constexpr char kXKPDevExtensionName[] = "XKPDEV";
 
 // Fills the extension's fields of *event (type, send flag, kind, request id, inline length and
 // bytes) from one 32-byte wire event; serial and display are left to the caller, which owns the

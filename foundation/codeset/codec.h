@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "foundation/codeset/zrconverter.h"
+#include "foundation/string/zrhexdigits.h"
 
 namespace zr_codeset {
 
@@ -115,10 +116,12 @@ template <class Codec> struct Converter {
     // encoding (EBCDIC, UTF-16, after an ISO-2022-JP shift); a character of the escape that the
     // encoding lacks goes out as its ASCII byte.
     static void WriteEscape(State& state, ZrByteBuffer& out, ZrUniChar unit) {
-        static const char kHex[] = "0123456789ABCDEF";
-        const char text[6] = {
-            '\\',           'u', kHex[(unit >> 12) & 15], kHex[(unit >> 8) & 15], kHex[(unit >> 4) & 15],
-            kHex[unit & 15]};
+        const char text[6] = {'\\',
+                              'u',
+                              kZrHexDigits[(unit >> 12) & 15],
+                              kZrHexDigits[(unit >> 8) & 15],
+                              kZrHexDigits[(unit >> 4) & 15],
+                              kZrHexDigits[unit & 15]};
         for (char c : text) {
             unsigned char bytes[kMaxCodeBytes];
             size_t n = Codec::Encode(state, static_cast<unsigned char>(c), bytes);

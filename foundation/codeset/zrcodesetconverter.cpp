@@ -281,6 +281,7 @@ char AsciiUpper(char c) {
 unsigned ZrSysEncoding::filesystem = kZrEncodingUtf8;
 unsigned ZrSysEncoding::filesystemOptions = 0;
 
+// Not called by the agent; this and the four lookups after it find codesets by name, locale, option.
 unsigned ZrCodesetConverter::GetEncoding(const char* name) {
     return LookUp(NameRegistry(), name, kZrEncodingNone);
 }
@@ -319,6 +320,7 @@ const ZrConverter& ZrCodesetConverter::GetConverter(unsigned id) {
     return *kConverters[id > kZrEncodingNone ? kZrEncodingNone : id];
 }
 
+// Not called by the agent; this and ValidateTo check a conversion without keeping its result.
 bool ZrCodesetConverter::ValidateFrom(const void* bytes, uint64_t length, ZrCodesetInfo* info, unsigned id,
                                       unsigned options) {
     return GetConverter(id).validateFrom(static_cast<const unsigned char*>(bytes), length, info, options);

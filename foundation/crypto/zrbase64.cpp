@@ -51,6 +51,7 @@ ZrByteBuffer ZrBase64::FromEnc(const ZrByteBuffer& text, const char* alphabet) {
     return out;
 }
 
+// Not called by the agent; the encoder beside FromEnc, which decodes the announced credentials.
 ZrByteBuffer ZrBase64::ToEnc(const ZrByteBuffer& data, const char* alphabet) {
     ZrByteBuffer out;
     if (!UsableAlphabet(alphabet) || data.IsEmpty())

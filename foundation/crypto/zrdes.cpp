@@ -315,6 +315,7 @@ ZrByteBuffer ZrDES::Encrypt_Word(const ZrByteBuffer& key7, const ZrByteBuffer& d
     return CryptWord(key7, data);
 }
 
+// Not called by the agent; this and the functions below serve ZrEncrypt's hashes and responses.
 ZrByteBuffer ZrDES::Decrypt_Word(const ZrByteBuffer& key7, const ZrByteBuffer& data) {
     encryptdata = false;
     return CryptWord(key7, data);

@@ -24,6 +24,7 @@ ZrByteBuffer ZrEncrypt::DES_Encrypt(const ZrByteBuffer& data, const ZrByteBuffer
     return ZrDES::Encrypt_Word(key, data);
 }
 
+// Not called by the agent (it uses DES_Encrypt alone); this and the hashes below are kept as one set.
 ZrByteBuffer ZrEncrypt::DES_Decrypt(const ZrByteBuffer& data, const ZrByteBuffer& key) {
     return ZrDES::Decrypt_Word(key, data);
 }

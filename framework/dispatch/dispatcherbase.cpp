@@ -74,13 +74,12 @@ DispatcherBase* DispatcherBase::Get() {
 DispatcherBase::Entry* DispatcherBase::Add(WaitAction action) {
     auto* entry = new Entry;
     entry->dispatcher = this;
-    entry->waitObject = action.waitObject;
     entry->callback = std::move(action.callback);
     entry->oneShot = action.oneShot;
     m_entries.push_back(entry);
     entry->node = std::prev(m_entries.end());
     try {
-        m_waitSet.Add(action.waitObject, entry);
+        m_waitSet.Add(action.waitObject, entry); // sets entry->waitObject
     } catch (...) {
         m_entries.erase(entry->node);
         delete entry;
@@ -95,6 +94,7 @@ DispatcherBase::Entry* DispatcherBase::AddWaitable(waitable::IWaitable& waitable
     return Add(WaitAction{waitable.GetWaitObject(), std::move(callback), 0});
 }
 
+// Not called by the agent; registers a bare runtime wait object; the agent registers waitables.
 DispatcherBase::Entry* DispatcherBase::AddWait(_KivPosixWait* waitObject, Callback callback) {
     return Add(WaitAction{waitObject, std::move(callback), 0});
 }

@@ -20,10 +20,10 @@ class DispatcherBase {
 public:
     using Callback = std::function<void()>;
 
-    // One registration. It begins with its wait set entry, so a ready entry is the registration.
+    // One registration. It begins with its wait set entry, so a ready entry is the registration; the
+    // entry's waitObject names what the registration waits on.
     struct Entry : KivWaitSetEntry {
         DispatcherBase* dispatcher = nullptr;
-        _KivPosixWait* waitObject = nullptr;
         Callback callback;
         int32_t refCount = 1;
         KivBool oneShot = 0;

@@ -64,6 +64,7 @@ KivStatus KivSocketWrite(_KivSocketInternal* socket, const void* data, uint64_t 
     return KIV_OK;
 }
 
+// Not called by the agent; the runtime half of network::SocketBase::SetBlocking.
 KivStatus KivSocketSetBlocking(_KivSocketInternal* socket, KivBool blocking) {
     const int flags = fcntl(socket->fd, F_GETFL);
     if (flags == -1)
@@ -74,6 +75,7 @@ KivStatus KivSocketSetBlocking(_KivSocketInternal* socket, KivBool blocking) {
     return KIV_OK;
 }
 
+// Not called by the agent; the runtime half of network::SocketBase::SetReuseAddr.
 KivStatus KivSocketSetReuseAddr(_KivSocketInternal* socket, KivBool reuse) {
     const int value = reuse ? 1 : 0;
     if (setsockopt(socket->fd, SOL_SOCKET, SO_REUSEADDR, &value, sizeof value) != 0)

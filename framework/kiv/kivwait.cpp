@@ -30,6 +30,7 @@ KivStatus KivTimerSetExpiry(KivTimer* timer, uint64_t expiry) {
     return KIV_OK;
 }
 
+// Not called by the agent; completes the timer's accessors (set, clear, expiry).
 uint64_t KivTimerGetExpiry(const KivTimer* timer) {
     return timer->expiry;
 }
@@ -44,6 +45,7 @@ KivStatus KivFastEventInit(KivFastEvent* event) {
     return KIV_OK;
 }
 
+// Not called by the agent; the runtime half of waitable::SafeEvent.
 KivStatus KivSafeEventInit(KivSafeEvent* event) {
     event->kind = KIV_WAIT_SAFE_EVENT;
     event->readFd = event->writeFd = -1;
@@ -91,6 +93,7 @@ KivStatus KivEventUnset(_KivPosixWait* event) {
     }
 }
 
+// Not called by the agent; releases a waitable::SafeEvent's pipe.
 KivStatus KivEventTerminate(_KivPosixWait* event) {
     if (event->kind == KIV_WAIT_FAST_EVENT)
         return KIV_OK;

@@ -262,10 +262,12 @@ KivStatus KivWaitSetEmpty(KivWaitSet* set) {
     return KIV_OK;
 }
 
+// Not called by the agent; kept with the wait set's other queries of its entries.
 KivStatus KivWaitSetGetEntries(KivWaitSet* set, KivWaitSetEntry** entries, uint64_t* inOutCount) {
     return CopyOut(set, nullptr, entries, inOutCount);
 }
 
+// Not called by the agent; kept with the wait set's other queries of its entries.
 KivStatus KivWaitSetFindEntries(KivWaitSet* set, const _KivPosixWait* waitObject, KivWaitSetEntry** entries,
                                 uint64_t* inOutCount) {
     return CopyOut(set, waitObject, entries, inOutCount);
@@ -336,6 +338,7 @@ KivStatus KivWaitSetWait(KivWaitSet* set, KivWaitSetEntry** ready, uint64_t* inO
     return status;
 }
 
+// Not called by the agent; the dispatcher reads the entry's field itself.
 _KivPosixWait* KivWaitSetEntryGetWaitObject(const KivWaitSetEntry* entry) {
     return entry->waitObject;
 }
@@ -345,6 +348,7 @@ KivStatus KivWaitSetEntrySetSuspendOnReady(KivWaitSetEntry* entry, KivBool suspe
     return KIV_OK;
 }
 
+// Not called by the agent; the getter beside the setter the dispatcher uses.
 KivBool KivWaitSetEntryGetSuspendOnReady(const KivWaitSetEntry* entry) {
     return entry->suspendOnReady;
 }

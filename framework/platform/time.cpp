@@ -57,6 +57,7 @@ namespace platform {
 
 Time::Time(const timeval& value) : common::Time(value.tv_sec, value.tv_usec) {}
 
+// Not called by the agent; kept for callers that wait with a timeval.
 void Time::ToTimeval(timeval& value) const {
     value.tv_sec = static_cast<time_t>(Seconds());
     value.tv_usec = static_cast<suseconds_t>(Microseconds());
@@ -74,6 +75,7 @@ Time Time::Now() {
     return now;
 }
 
+// Not called by the agent; kept for callers that wait until a given time.
 common::Duration Time::Until() const {
     return *this - Now();
 }

@@ -24,6 +24,7 @@ void Timer::Set(const common::Time& at) {
     Check(KivTimerSetExpiry(&m_timer, nanoseconds < 0 ? 0 : static_cast<uint64_t>(nanoseconds)));
 }
 
+// Not called by the agent; completes the timer's accessors (set, clear, expiry).
 common::Time Timer::Expiry() const {
     const uint64_t expiry = KivTimerGetExpiry(&m_timer);
     return common::Time(static_cast<int64_t>(expiry / 1000000000u),

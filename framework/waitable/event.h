@@ -24,6 +24,7 @@ private:
     KivFastEvent m_event;
 };
 
+// Not used by the agent; the event that wakes a blocked wait from outside, kept beside FastEvent.
 class SafeEvent : public IWaitable {
 public:
     SafeEvent();

@@ -105,10 +105,12 @@ TEST_F(ClientWrapperConfig, LoadConfigDefaultsTheLink) {
 
 TEST_F(ClientWrapperConfig, ConfiguredLinkDirectoryIsSubstituted) {
     setenv("HOME", "/home/a", 1);
-    client.LoadConfig(ZrUniString((Required() + "[nfsserver/user/symlinkdir={($HOME/links)}]\n"
+    setenv("SITE", "berlin", 1);
+    client.LoadConfig(ZrUniString((Required() + "[nfsserver/user/symlinkdir={($HOME/$SITE/links)}]\n"
+                                                "[nfsserver/user/envvars={(SITE)}]\n"
                                                 "[nfsserver/user/symlinkname={( Drives )}]\n")
                                       .c_str()));
-    EXPECT_EQ(client.SymlinkDir().AsUtf8(), "/home/a/links");
+    EXPECT_EQ(client.SymlinkDir().AsUtf8(), "/home/a/berlin/links");
     EXPECT_EQ(client.SymlinkName().AsUtf8(), " Drives ") << "values are stored unchanged";
 }
 

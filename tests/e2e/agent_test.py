@@ -24,9 +24,10 @@ def keys_of(config_text):
 
 class AgentTest(unittest.TestCase):
     displays = 1
+    tcp = ()  # the displays that also listen on TCP
 
     def setUp(self):
-        self.peers = Peers(self.displays)
+        self.peers = Peers(self.displays, self.tcp)
         self.addCleanup(self.peers.close)
 
     def add(self, device_id, uri, user=ALICE, password=SECRET):
@@ -139,11 +140,13 @@ class Drives(AgentTest):
         self.set_configs(1)
         self.add(2, "smb://pc1/C")  # same drive: host differs only in case
         self.add(3, "smb://pc1/c")  # a share differing in case is another drive
-        self.add(4, "smb://pc2/E")  # handled after the others: its call comes last
-        configs = self.set_configs(3)
+        self.add(4, "smb://pc1/C", password="c2VjcmV0Mg==")  # another password is another drive
+        self.add(5, "smb://pc2/E")  # handled after the others: its call comes last
+        configs = self.set_configs(4)
         self.assertIn(BASE + "pc1/c/winname", configs[1])
-        self.assertIn(BASE + "pc2/E/winname", configs[2])
-        self.assertEqual(len(self.peers.calls(102)), 3)
+        self.assertNotEqual(configs[2][BASE + "pc1/C/password"], configs[0][BASE + "pc1/C/password"])
+        self.assertIn(BASE + "pc2/E/winname", configs[3])
+        self.assertEqual(len(self.peers.calls(102)), 4)
 
     def test_removing_drives(self):
         self.start()
@@ -192,13 +195,16 @@ class Drives(AgentTest):
             self.add(i + 1, "smb://pc1/S%d" % i)
         wait_for(lambda: self.peers.state()["calls"] >= 41, what="all 40 drives configured")
 
-    def test_sigterm_ends_with_143(self):
-        self.start()
-        self.add(1, "smb://pc1/C")
-        self.set_configs(1)
-        self.peers.agent.send_signal(signal.SIGTERM)
-        rc, _, _ = self.peers.finish_agent()
-        self.assertEqual(rc, 143)
+    def test_sigterm_ends_with_143_also_during_a_reply_wait(self):
+        for delay in (0, 1.5):  # idle in the event wait, then blocked in the wait for a delayed reply
+            if delay:
+                self.setUp()
+                self.peers.fs.call("mode", proc=102, mode="ok", delay=delay)
+            self.start(config=self.peers.config({"nfsserver/client/timeout": ["5"]}))
+            self.add(1, "smb://pc1/C")
+            self.peers.wait_agent_idle()
+            self.peers.agent.send_signal(signal.SIGTERM)
+            self.assertEqual(self.peers.finish_agent(), (143, SET_OK, ""), delay)
 
     def test_existing_entries_where_the_link_goes_are_kept(self):
         for i, (make, check) in enumerate([(lambda l: open(l, "w").close(), lambda l: os.path.isfile(l) and not os.path.islink(l)),
@@ -254,12 +260,19 @@ class ServerReplies(AgentTest):
 
 
 class SecondDisplay(AgentTest):
-    displays = 2
+    displays = 3
+    tcp = (2,)
 
     def test_register_reply_with_result_2_opens_another_display(self):
         self.start()
-        self.peers.fs.call("push", proc=105, result=2, display=self.peers.displays[1], error="")
-        self.peers.controls[1].call("wait_client", count=1, timeout=10)
+        self.peers.wait_agent_idle()
+        with open("/proc/%d/status" % self.peers.agent.pid) as f:
+            status = f.read()
+        self.assertRegex(status, r"\nNoNewPrivs:\s+1\n(.*\n)*Seccomp:\s+2\n", "no new privileges, filtered")
+        # Confined as it is, it still reaches further displays, by a Unix socket and over TCP.
+        for i, name in ((1, self.peers.displays[1]), (2, "127.0.0.1" + self.peers.displays[2])):
+            self.peers.fs.call("push", proc=105, result=2, display=name, error="")
+            self.peers.controls[i].call("wait_client", count=1, timeout=10)
 
 
 if __name__ == "__main__":

@@ -86,7 +86,6 @@ bool ZrRPCClient::Decode(const unsigned char* data, long length, ZrRPCMessageFro
     return reply.Read(data, remaining) && reply.IsValid();
 }
 
-<<<<<<< HEAD
 void ZrRPCClient::DropDatagram() {
     long got = 0;
     ZrInetAddr from;
@@ -104,9 +103,7 @@ bool ZrRPCClient::ServerDatagramNext() {
     return false;
 }
 
-=======
 // Not called by the agent, which waits for replies (ReceiveRpcWithTimeout); reads once without waiting.
->>>>>>> main
 ZrRPCClient::MessageError ZrRPCClient::ReceiveServerResponse(ZrRPCMessageFromServer& reply,
                                                              ZrInetAddr& from) {
     long got = 0;

@@ -144,6 +144,9 @@ bool ClientWrapper::RegisterDisplay(const char* display) {
 }
 
 void ClientWrapper::OnReadable(stream::IInputStream&) {
+    // Only the file server is heard: anything else was dropped and no push is awaited for it.
+    if (!m_pClient->ServerDatagramNext())
+        return;
     ZrSMBNFSResponse response;
     if (m_pClient->ReceiveRpc(response).Length())
         return;

@@ -70,8 +70,11 @@ void ExitBadUser() {
 
 ZrUniString DecodeUsername(const ZrUniString& text) {
     ZrByteBuffer bytes = Decode(text);
+    // Cut at the first zero byte like the password: the configuration text could not carry it.
+    const size_t length =
+        bytes.Data() ? strnlen(reinterpret_cast<const char*>(bytes.Data()), bytes.Length()) : 0;
     ZrUniString name;
-    if (!name.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0))
+    if (!name.CreateFrom(bytes.Data(), length, kZrEncodingUtf8, 0))
         name = ZrUniString();
     return name;
 }

@@ -211,6 +211,21 @@ int ZrSocket::ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from
     return received == 0 ? messageEndOfFile : messageComplete;
 }
 
+bool ZrSocket::PeekSender(ZrInetAddr& from) {
+    sockaddr_in sender{};
+    socklen_t length = sizeof sender;
+    unsigned char first;
+    if (::recvfrom(m_fd, &first, sizeof first, MSG_PEEK | MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&sender),
+                   &length) < 0) {
+        if (errno != EAGAIN)
+            Fail("recvfrom", Fd() + Text(",1,MSG_PEEK|MSG_DONTWAIT,struct sockaddr_in*,int*(" +
+                                         Num(sizeof sender) + ")"));
+        return false;
+    }
+    from = &sender;
+    return true;
+}
+
 bool ZrSocket::SetIntOption(int level, const char* levelName, int option, const char* optionName, int value,
                             const char* valuePrefix, const char* valueSuffix) {
     if (::setsockopt(m_fd, level, option, &value, sizeof value) != 0)

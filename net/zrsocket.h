@@ -45,6 +45,9 @@ public:
     // bytes), messageFailed (an error; all but EAGAIN are recorded).
     int WriteMessage(const void* data, long length, long& written, const ZrInetAddr& to);
     int ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from);
+    // The sender of the datagram at the head of the queue, which stays there; never waits. False
+    // when nothing is queued (or on a failure, recorded like ReadMessage's).
+    bool PeekSender(ZrInetAddr& from);
 
     // 0 when the size cannot be read (the failure is recorded).
     unsigned int GetReceiveBufferSize();

@@ -5,12 +5,29 @@
 #include "foundation/crypto/zrsecurewipe.h"
 
 #include <cerrno>
+#include <chrono>
 
 using Errors = ZrRPCClientErrors;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// What is left until `deadline`, for select; nothing once it has passed.
+timeval TimeLeft(Clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+    if (left < 0)
+        left = 0;
+    return timeval{static_cast<time_t>(left / 1000000), static_cast<suseconds_t>(left % 1000000)};
+}
+
+} // namespace
 
 ZrRPCClient::ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds)
     : m_server(server), m_timeoutSeconds(timeoutSeconds) {
-    if (!m_socket.Bind(ZrSocketAddress(ZrInetAddr::AddressAny()), ZrSocket::datagram, false, 0, false)) {
+    // A server on this host is reached over loopback, so nothing from other hosts needs to get in.
+    const bool loopback = (server.AsUint32() >> 24) == 127;
+    ZrInetAddr local = loopback ? ZrInetAddr::AddressLoopback() : ZrInetAddr::AddressAny();
+    if (!m_socket.Bind(ZrSocketAddress(local), ZrSocket::datagram, false, 0, false)) {
         m_status = Errors::ERRBind;
         return;
     }
@@ -69,12 +86,29 @@ bool ZrRPCClient::Decode(const unsigned char* data, long length, ZrRPCMessageFro
     return reply.Read(data, remaining) && reply.IsValid();
 }
 
+void ZrRPCClient::DropDatagram() {
+    long got = 0;
+    ZrInetAddr from;
+    // A zero-length read takes the whole datagram off the queue without copying any of it.
+    (void)m_socket.ReadMessage(m_receiveArea.data(), 0, got, from);
+}
+
+bool ZrRPCClient::ServerDatagramNext() {
+    ZrInetAddr from;
+    if (!m_socket.PeekSender(from))
+        return false;
+    if (from == m_server)
+        return true;
+    DropDatagram();
+    return false;
+}
+
 // Not called by the agent, which waits for replies (ReceiveRpcWithTimeout); reads once without waiting.
 ZrRPCClient::MessageError ZrRPCClient::ReceiveServerResponse(ZrRPCMessageFromServer& reply,
                                                              ZrInetAddr& from) {
     long got = 0;
     int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
-    if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile)
+    if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile || from != m_server)
         return Errors::ERRRecv;
     return Decode(m_receiveArea.data(), got, reply) ? Errors::ERRCallSuccess : Errors::ERRParse;
 }
@@ -85,13 +119,14 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
     // select cannot watch a descriptor beyond its fixed set.
     if (fd < 0 || fd >= FD_SETSIZE)
         return Errors::ERRSelect;
+    const Clock::duration full = std::chrono::seconds(m_timeoutSeconds);
+    Clock::time_point deadline = Clock::now() + full;
     long got = 0;
     for (;;) {
         fd_set readable;
         FD_ZERO(&readable);
         FD_SET(fd, &readable);
-        // A fresh full time-out every round: a stream of unusable datagrams keeps us waiting.
-        timeval timeout{static_cast<time_t>(m_timeoutSeconds), 0};
+        timeval timeout = TimeLeft(deadline);
         int ready = ::select(fd + 1, &readable, nullptr, nullptr, &timeout);
         if (ready < 0) {
             if (errno == EINTR || errno == EAGAIN)
@@ -101,6 +136,12 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
         if (ready == 0)
             return Errors::ERRTimeOut;
         int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
+        // Another sender's datagram is no reply and must not keep us waiting beyond the deadline.
+        if (result != ZrSocket::messageFailed && from != m_server)
+            continue;
+        // A fresh full time-out after anything else: a stream of unusable datagrams from the server
+        // keeps us waiting.
+        deadline = Clock::now() + full;
         if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile)
             continue;
         if (Decode(m_receiveArea.data(), got, reply))

@@ -17,8 +17,9 @@ public:
     static constexpr long kReceiveArea = 8192;
     static constexpr unsigned int kSocketBufferSize = 32768;
 
-    // Binds a datagram socket to port 0 on every interface and raises its buffers to 32768 bytes;
-    // the outcome is the status (ERRBind, ERRGetBuffer, ERRSendBuffer or ERRCallSuccess).
+    // Binds a datagram socket to port 0, on the loopback address when the server's address is a
+    // loopback one and on every interface otherwise, and raises its buffers to 32768 bytes; the
+    // outcome is the status (ERRBind, ERRGetBuffer, ERRSendBuffer or ERRCallSuccess).
     ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds);
     virtual ~ZrRPCClient();
     ZrRPCClient(const ZrRPCClient&) = delete;
@@ -33,11 +34,18 @@ public:
     [[nodiscard]] MessageError ReceiveRpc(ZrRPCMessageFromServer& reply);
     // One datagram to the server.
     [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
-    // One read without waiting: ERRRecv on a failed or empty read, ERRParse when it does not decode.
+    // Only datagrams whose sender is exactly the server address are heard; any other is dropped
+    // without being decoded, whatever it holds.
+
+    // One read without waiting: ERRRecv on a failed or empty read or a datagram from another sender,
+    // ERRParse when it does not decode.
     [[nodiscard]] MessageError ReceiveServerResponse(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
-    // Waits up to the time-out for a datagram that decodes, dropping any that do not. The time-out
-    // starts again after every dropped datagram.
+    // Waits up to the time-out for a datagram from the server that decodes. One from the server that
+    // does not decode starts the time-out again; one from another sender leaves the deadline alone.
     [[nodiscard]] MessageError ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
+    // For a socket found readable with no call outstanding: true when the server's datagram is next
+    // in the queue. A datagram from another sender at the head is taken off and dropped; never waits.
+    [[nodiscard]] bool ServerDatagramNext();
 
     MessageError Status() const { return m_status; }
     const ZrInetAddr& Server() const { return m_server; }
@@ -52,6 +60,8 @@ protected:
 private:
     // Decodes one datagram of the receive area into `reply`; false when it is not a usable reply.
     [[nodiscard]] bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
+    // Takes the datagram at the head of the queue off unread.
+    void DropDatagram();
 
     MessageError m_status = ZrRPCClientErrors::ERRCallSuccess;
     ZrInetAddr m_server;

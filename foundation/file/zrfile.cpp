@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "foundation/codeset/zrcodesetconverter.h"
 
@@ -88,8 +89,11 @@ bool ZrFile::Unlink(const ZrUniString& path) {
 
 bool ZrEnvironment::Get(const ZrUniString& name, ZrUniString& value) {
     const char* text = std::getenv(CPath(ZrFile::SystemPath(name)));
-    if (!text)
+    ZrUniString converted;
+    // A value that does not convert in full counts as unset rather than being used cut short.
+    if (!text || !converted.CreateFrom(text, std::strlen(text), ZrSysEncoding::filesystem,
+                                       ZrSysEncoding::filesystemOptions))
         return false;
-    value = text;
+    value = converted;
     return true;
 }

@@ -31,6 +31,6 @@ public:
 // The process environment, read in the file-system codeset.
 class ZrEnvironment {
 public:
-    // False when the variable is not set (an empty value is set).
+    // False when the variable is not set or its value does not convert in full (an empty value is set).
     [[nodiscard]] static bool Get(const ZrUniString& name, ZrUniString& value);
 };

@@ -22,11 +22,13 @@ ZrUniString FromSystem(const char* text) {
     return result;
 }
 
-// Copies a passwd record; false when its name does not convert in the file-system codeset, since
-// such an entry could not be looked up again by name.
+// Copies a passwd record; false when its name does not convert in full in the file-system codeset:
+// a name taken only as far as it converts would be another account's name.
 bool CopyEntry(const passwd& record, ZrUserEntry& entry) {
-    entry.name = FromSystem(record.pw_name);
-    if (entry.name.IsEmpty())
+    if (record.pw_name == nullptr ||
+        !entry.name.CreateFrom(record.pw_name, std::strlen(record.pw_name), ZrSysEncoding::filesystem,
+                               ZrSysEncoding::filesystemOptions) ||
+        entry.name.IsEmpty())
         return false;
     entry.uid = record.pw_uid;
     entry.gid = record.pw_gid;

@@ -72,16 +72,17 @@ class Peers:
             f.write(text)
         return path
 
-    def start_agent(self, config=None, display=None, env=None):
+    def start_agent(self, config=None, display=None, env=None, prefix=()):
+        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say)."""
         environment = dict(os.environ)
         environment.update(env or {})
-        self.agent = subprocess.Popen([AGENT, "--dmpdisplay", display or self.display, "--servercfg",
+        self.agent = subprocess.Popen([*prefix, AGENT, "--dmpdisplay", display or self.display, "--servercfg",
                                        config or self.config()],
                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment)
         return self.agent
 
-    def run_agent(self, config=None, display=None, env=None, timeout=20):
-        proc = self.start_agent(config, display, env)
+    def run_agent(self, config=None, display=None, env=None, timeout=20, prefix=()):
+        proc = self.start_agent(config, display, env, prefix)
         out, err = proc.communicate(timeout=timeout)
         return proc.returncode, out.decode(), err.decode()
 
@@ -121,7 +122,12 @@ class Peers:
         return [c for c in calls if proc is None or c["proc"] == proc]
 
     def wait_calls(self, proc, count):
-        return wait_for(lambda: len(self.calls(proc)) >= count and self.calls(proc), what="%d calls of %d" % (count, proc))
+        return wait_for(lambda: len(self.calls(proc)) >= count and self.calls(proc), what="%d calls of %s" % (count, proc))
+
+    def agent_address(self):
+        """The agent's control socket as (host, port), from its first call to the simulator."""
+        host, port = self.wait_calls(None, 1)[0]["from"].rsplit(":", 1)
+        return host, int(port)
 
     def state(self):
         return self.fs.call("state")

@@ -87,6 +87,9 @@ TEST(ZrEnvironment, DistinguishesUnsetFromEmpty) {
     EXPECT_TRUE(ZrEnvironment::Get(ZrUniString("ZR_TEST_VALUE"), value));
     EXPECT_EQ(value.AsUtf8(), "/home/a");
     EXPECT_FALSE(ZrEnvironment::Get(ZrUniString("ZR_TEST_UNSET"), value));
+    setenv("ZR_TEST_LATIN1", "/home/j\xFCrgen", 1); // not UTF-8: never used cut short
+    EXPECT_FALSE(ZrEnvironment::Get(ZrUniString("ZR_TEST_LATIN1"), value));
+    EXPECT_EQ(value.AsUtf8(), "/home/a");
 }
 
 } // namespace

@@ -22,17 +22,20 @@ ZrUniString FromSystem(const char* text) {
     return result;
 }
 
-// Copies a passwd record; false when its name does not convert in full in the file-system codeset:
-// a name taken only as far as it converts would be another account's name.
+// Copies a passwd record; false when its name or home directory does not convert in full in the
+// file-system codeset: a name or a path taken only as far as it converts would be another account's.
 bool CopyEntry(const passwd& record, ZrUserEntry& entry) {
     if (record.pw_name == nullptr ||
         !entry.name.CreateFrom(record.pw_name, std::strlen(record.pw_name), ZrSysEncoding::filesystem,
                                ZrSysEncoding::filesystemOptions) ||
         entry.name.IsEmpty())
         return false;
+    if (record.pw_dir != nullptr &&
+        !entry.home.CreateFrom(record.pw_dir, std::strlen(record.pw_dir), ZrSysEncoding::filesystem,
+                               ZrSysEncoding::filesystemOptions))
+        return false;
     entry.uid = record.pw_uid;
     entry.gid = record.pw_gid;
-    entry.home = FromSystem(record.pw_dir);
     entry.shell = FromSystem(record.pw_shell);
     return true;
 }

@@ -70,9 +70,11 @@ class Hearing(AgentTest):
     def test_account_name_that_is_not_utf8_ends_with_exit_3(self):
         if os.geteuid() != 0 or subprocess.run(["unshare", "--mount", "true"]).returncode != 0:
             self.skipTest("needs root and a private mount namespace to put its own user database in place")
-        passwd = os.path.join(self.peers.dir, "passwd")  # the current user named j\xFCrgen in Latin-1
-        with open(passwd, "wb") as f:
-            f.write(b"j\xfcrgen:x:%d:%d::/root:/bin/sh\n" % (os.geteuid(), os.getegid()))
+        passwd = os.path.join(self.peers.dir, "passwd")
         mount = ["unshare", "--mount", "sh", "-c", 'mount --bind "$0" /etc/passwd && exec "$@"', passwd]
-        self.assertEqual(self.peers.run_agent(prefix=mount), (3, "", "Failed to work out the current user\n"))
-        self.assertEqual(self.peers.calls(), [], "nothing reaches the file server")
+        # The current user named j\xFCrgen in Latin-1, then with such a home directory.
+        for name, home in ((b"j\xfcrgen", b"/root"), (b"root", b"/home/j\xfcrgen")):
+            with open(passwd, "wb") as f:
+                f.write(b"%s:x:%d:%d::%s:/bin/sh\n" % (name, os.geteuid(), os.getegid(), home))
+            self.assertEqual(self.peers.run_agent(prefix=mount), (3, "", "Failed to work out the current user\n"))
+            self.assertEqual(self.peers.calls(), [], "nothing reaches the file server")

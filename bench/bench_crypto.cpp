@@ -211,13 +211,21 @@ void BM_ConvertPassword_OpenSSL(benchmark::State& state) {
 }
 BENCHMARK(BM_ConvertPassword_OpenSSL);
 
+// Google Benchmark 1.8 replaced a run's error flag by a skip state; either way the run has no result.
+template <typename R> bool RunSkipped(const R& run) {
+    if constexpr (requires { run.skipped; })
+        return static_cast<bool>(run.skipped);
+    else
+        return run.error_occurred;
+}
+
 // Prints the usual table, then pairs each "_Zr" row with its "_OpenSSL" row.
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+            if (run.run_type == Run::RT_Iteration && !RunSkipped(run))
                 m_times[run.benchmark_name()] = run.GetAdjustedCPUTime();
     }
 

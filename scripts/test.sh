@@ -38,7 +38,8 @@ format() {
 }
 
 plain() {
-  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_WERROR=ON >/dev/null
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_TESTS=ON -DKPATDMCL_BENCH=ON \
+    -DKPATDMCL_WERROR=ON >/dev/null
   scripts/check_deps.py build
   cmake --build build -j "$JOBS"
   ctest --test-dir build --output-on-failure -j "$JOBS"
@@ -57,8 +58,8 @@ release() {
 }
 
 sanitizers() {
-  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF \
-    -DKPATDMCL_WERROR=ON >/dev/null
+  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_TESTS=ON \
+    -DKPATDMCL_BENCH=OFF -DKPATDMCL_WERROR=ON >/dev/null
   cmake --build build-asan -j "$JOBS"
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build-asan --output-on-failure -j "$JOBS"

@@ -124,13 +124,16 @@ mkdir -p "$root/srv/kpatdmcl.git"
 mount_at "$root/srv/kpatdmcl.git" --bind "$gitdir"
 mount -o remount,bind,ro "$root/srv/kpatdmcl.git"
 
-inside() {  # inside <log name> <shell command>: runs the command as root in a login-like environment
+# inside <log name> <shell command>: runs the command as root in a login-like environment, its
+# output shown and kept in the log; its status is the command's (pipefail). It runs in the background
+# and is waited for, so that an interrupt reaches the clean-up at once instead of after the command.
+inside() {
   local name=$1
   shift
   chroot "$root" /usr/bin/env -i HOME=/root USER=root LOGNAME=root SHELL=/bin/bash TERM=dumb \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-    /bin/bash -c "$*" 2>&1 | tee "$logs/$name.log"
-  return "${PIPESTATUS[0]}"
+    /bin/bash -c "$*" 2>&1 | tee "$logs/$name.log" &
+  wait $!
 }
 
 echo "== apt-get install -y git, and a clone of $commit"

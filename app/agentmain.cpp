@@ -7,7 +7,9 @@
 #include "dmp/dmpenum.h"
 #include "dmp/dmpmanager.h"
 #include "foundation/codeset/zrcodesetconverter.h"
+#include "foundation/file/zrfile.h"
 #include "framework/platform/dispatcher.h"
+#include "framework/platform/sandbox.h"
 
 namespace {
 
@@ -55,6 +57,8 @@ void Main(int argc, char** argv, int& exitCode) {
     client.Connect();
     // A refused registration configured nothing, so there is nothing to clean up.
     if (client.RegisterDisplay(argv[2])) {
+        // Start-up is over: from here on the agent serves its displays, the file server and its link.
+        platform::Confine(reinterpret_cast<const char*>(ZrFile::SystemPath(client.LinkPath()).Data()));
         RunLoop(client, dispatcher);
         client.CleanUp();
     }

@@ -115,9 +115,10 @@ public:
     const ZrUniString& SymlinkDir() const { return m_symlinkDir; }
     const ZrUniString& SymlinkName() const { return m_symlinkName; }
     const DeviceTable& Devices() const { return m_devices; }
+    // Where the home link is made: symlink directory + "/" + symlink name.
+    ZrUniString LinkPath() const;
 
 private:
-    ZrUniString LinkPath() const;
     [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code);
 
     std::unique_ptr<ZrSMBNFSClient> m_pClient;

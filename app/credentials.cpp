@@ -131,6 +131,7 @@ void ConvertPassword(const unsigned char* password, size_t length, const ZrUniSt
             digits[count++] = kHexDigits[cipher[i] >> 4];
         }
         out.Append(digits, count);
+        ZrSecureWipeObject(digits);
     }
     key.Wipe();
     plain.Wipe();

@@ -26,6 +26,9 @@ public:
     std::string DeviceInfo() const { return Field(kDeviceInfo); }
     std::string Username() const { return Field(kUsername); }
     std::string Password() const { return Field(kPassword); }
+    // The password inside the record as zero-terminated text, valid while the record lives: reading it
+    // so leaves no copy to wipe.
+    const char* PasswordText() const { return m_text.get() + m_start[kPassword]; }
 
 private:
     enum FieldIndex { kUri, kDeviceName, kDisplayName, kDeviceInfo, kUsername, kPassword, kFieldCount };
@@ -34,7 +37,8 @@ private:
     }
 
     uint32_t m_deviceId;
-    // Field i is [m_start[i], m_start[i + 1]) of the block: no terminators, so any byte may occur.
+    // Field i is [m_start[i], m_start[i + 1]) of the block: no terminators, so any byte may occur; one
+    // zero byte follows the last field, the password.
     uint32_t m_start[kFieldCount + 1];
     std::unique_ptr<char[]> m_text;
 };

@@ -81,7 +81,7 @@ void DMPEnum::OnKPDMPAddDevice(buffer::Buffer& data) {
     if (!ParseURI(request.Uri(), host, share) || !m_pNotify)
         return;
     m_pNotify->OnAddDevice(ZrUniString(host.c_str()), ZrUniString(share.c_str()),
-                           ZrUniString(request.Username().c_str()), ZrUniString(request.Password().c_str()));
+                           ZrUniString(request.Username().c_str()), ZrUniString(request.PasswordText()));
     // No confirmation goes back, whatever the controller did.
 }
 
@@ -101,5 +101,5 @@ void DMPEnum::OnKPDMPRemoveDevice(buffer::Buffer& data) {
     if (m_pNotify)
         m_pNotify->OnRemoveDevice(ZrUniString(host.c_str()), ZrUniString(share.c_str()),
                                   ZrUniString(device->Username().c_str()),
-                                  ZrUniString(device->Password().c_str()));
+                                  ZrUniString(device->PasswordText()));
 }

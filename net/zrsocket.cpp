@@ -193,11 +193,11 @@ int ZrSocket::WriteMessage(const void* data, long length, long& written, const Z
     return sent < length ? messagePartial : messageComplete;
 }
 
-int ZrSocket::ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from, bool dontWait) {
+int ZrSocket::ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from) {
     got = 0;
     sockaddr_in sender{};
     socklen_t length = sizeof sender;
-    ssize_t received = ::recvfrom(m_fd, data, static_cast<size_t>(capacity), dontWait ? MSG_DONTWAIT : 0,
+    ssize_t received = ::recvfrom(m_fd, data, static_cast<size_t>(capacity), 0,
                                   reinterpret_cast<sockaddr*>(&sender), &length);
     if (received < 0) {
         if (errno != EAGAIN)

@@ -44,8 +44,7 @@ public:
     // messagePartial (fewer bytes sent than asked, count in `written`), messageEndOfFile (zero
     // bytes), messageFailed (an error; all but EAGAIN are recorded).
     int WriteMessage(const void* data, long length, long& written, const ZrInetAddr& to);
-    // `dontWait` reads only what is already there (EAGAIN then gives messageFailed, unrecorded).
-    int ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from, bool dontWait = false);
+    int ReadMessage(void* data, long capacity, long& got, ZrInetAddr& from);
 
     // 0 when the size cannot be read (the failure is recorded).
     unsigned int GetReceiveBufferSize();

@@ -43,6 +43,13 @@ public:
     unsigned long HowBig() const;
     const ZrByteBuffer& Packed() const;
 
+    // Overwrites the packed bytes with zeros, keeping their allocation, once a record that carried a
+    // secret has gone out; the next use packs again.
+    void WipePacked() {
+        m_packet.Wipe();
+        m_current = false;
+    }
+
     bool IsValid() const { return m_valid; }
     void SetValid(bool valid) { m_valid = valid; }
 

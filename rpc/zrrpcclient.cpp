@@ -2,6 +2,8 @@
 
 #include <sys/select.h>
 
+#include "foundation/crypto/zrsecurewipe.h"
+
 #include <cerrno>
 
 using Errors = ZrRPCClientErrors;
@@ -52,12 +54,17 @@ ZrRPCClient::MessageError ZrRPCClient::SendAndReceiveRpc(ZrRPCMessageFromClient&
 ZrRPCClient::MessageError ZrRPCClient::ReceiveRpc(ZrRPCMessageFromServer& reply) {
     ZrInetAddr from;
     SetStatus(ReceiveRpcWithTimeout(reply, from));
+    // The reply was decoded into its own buffers; a configuration read back would carry passwords.
+    ZrSecureWipe(m_receiveArea.data(), static_cast<size_t>(m_receiveUsed));
+    m_receiveUsed = 0;
     if (m_status == Errors::ERRCallSuccess)
         HandleServerRpcResponse(reply, from);
     return m_status;
 }
 
 bool ZrRPCClient::Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply) {
+    if (length > m_receiveUsed)
+        m_receiveUsed = length;
     unsigned long remaining = static_cast<unsigned long>(length);
     return reply.Read(data, remaining) && reply.IsValid();
 }
@@ -77,14 +84,7 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
     // select cannot watch a descriptor beyond its fixed set.
     if (fd < 0 || fd >= FD_SETSIZE)
         return Errors::ERRSelect;
-    // When the server answers on the same CPU its reply is usually queued by the time we get here;
-    // taking it straight away saves the select that would report it ready. Anything else (nothing
-    // there yet, or a datagram that does not decode) continues with the waiting loop as usual.
     long got = 0;
-    if (m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from, true) ==
-            ZrSocket::messageComplete &&
-        Decode(m_receiveArea.data(), got, reply))
-        return Errors::ERRCallSuccess;
     for (;;) {
         fd_set readable;
         FD_ZERO(&readable);

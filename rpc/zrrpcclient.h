@@ -50,12 +50,15 @@ protected:
     MessageError SetStatus(MessageError status) { return m_status = status; }
 
 private:
-    // Decodes one datagram into `reply`; false when it is not a usable reply.
-    [[nodiscard]] static bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
+    // Decodes one datagram of the receive area into `reply`; false when it is not a usable reply.
+    [[nodiscard]] bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
 
     MessageError m_status = ZrRPCClientErrors::ERRCallSuccess;
     ZrInetAddr m_server;
     ZrSocket m_socket;
     unsigned int m_timeoutSeconds;
     std::array<unsigned char, kReceiveArea> m_receiveArea;
+    // How far datagrams have filled the area since it was last wiped: pages never written stay
+    // untouched (one client lives in every session).
+    long m_receiveUsed = 0;
 };

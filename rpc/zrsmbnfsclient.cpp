@@ -43,6 +43,10 @@ const ZrUniString& ZrSMBNFSClient::SendPacket(ZrSMBNFSRequest& request, ZrRPCEnu
 
     m_lastError.Truncate(0);
     MessageError status = SendAndReceiveRpc(m_call);
+    // A configuration text may carry passwords: between calls the client keeps none of the call's
+    // bytes (the body lets go of the request's, the packed call is wiped in place).
+    m_call.call_body(ZrRPCCallBody());
+    m_call.WipePacked();
     if (status != Errors::ERRCallSuccess)
         m_lastError = Errors::MessageErrorInfo(status);
     return m_lastError;

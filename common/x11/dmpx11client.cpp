@@ -38,11 +38,14 @@ bool Client::OnEvent(_XEvent& event) {
         unsigned char* data = nullptr;
         unsigned int length = 0;
         if (GetRequest(static_cast<unsigned short>(ev.requestId), &data, &length) && data) {
-            // Freed even when a handler throws on a malformed message.
+            // Freed even when a handler throws on a malformed message, and wiped first: an add-device
+            // request carries the drive's credentials.
             struct Release {
+                _XDisplay* display;
                 unsigned char* p;
-                ~Release() { XFree(p); }
-            } release{data};
+                unsigned int length;
+                ~Release() { XXKPDevFreeRequest(display, p, length); }
+            } release{m_display.GetDisplay(), data, length};
             buffer::Buffer message(data, length);
             OnKPDMPData(message);
         }

@@ -113,6 +113,17 @@ XExtensionHooks g_hooks = {
 
 char g_extensionName[] = "XKPDEV";
 
+// Xlib frees its copy of a reply once the caller has read it, without clearing it. The allocator
+// hands the block it took back last to the next request of the same size, so asking for that size at
+// once and wiping what comes back clears the copy; should another block come back, one that held
+// nothing is cleared, at no harm.
+void WipeFreedReply(size_t size) {
+    if (void* block = std::malloc(size)) {
+        explicit_bzero(block, size);
+        std::free(block);
+    }
+}
+
 XExtDisplayInfo* FindDisplay(Display* dpy) {
     if (!g_extensionInfo) {
         g_extensionInfo = XextCreateExtension();
@@ -193,10 +204,14 @@ int XXKPDevGetRequest(_XDisplay* dpy, unsigned char** data, unsigned int* length
         unsigned char* block = bytes <= INT_MAX ? static_cast<unsigned char*>(std::malloc(bytes)) : nullptr;
         if (block) {
             _XRead(dpy, reinterpret_cast<char*>(block), static_cast<long>(bytes));
+            // The reply as Xlib's transport received it: the header and the block.
+            WipeFreedReply(sizeof(xReply) + bytes);
             *data = block;
             // A server that claims more than it sent must not make the caller read
             // past the block.
             *length = rep.messageLength <= bytes ? rep.messageLength : static_cast<unsigned int>(bytes);
+            // Nothing behind the message, so wiping its length clears the block.
+            std::memset(block + *length, 0, bytes - *length);
         } else {
             _XEatDataWords(dpy, rep.length);
             result = 0;
@@ -206,6 +221,36 @@ int XXKPDevGetRequest(_XDisplay* dpy, unsigned char** data, unsigned int* length
     SyncHandle();
     XFlush(dpy);
     return result;
+}
+
+void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length) {
+    if (!data)
+        return;
+    explicit_bzero(data, length);
+    XFree(data);
+    // Xlib's transport reads into a fixed receive area and leaves what it copied out there until
+    // later input overwrites it. The keyboard mapping is a reply whose length we choose (at least four
+    // bytes per key code) and which reveals nothing; it lands at the start of the emptied area as the
+    // request's reply did. The area is 4096 bytes: longer replies never sat in it whole. The reply is
+    // discarded unread, so Xlib allocates nothing for the key symbols.
+    int minCode = 0, maxCode = 0;
+    XDisplayKeycodes(dpy, &minCode, &maxCode);
+    const unsigned long kArea = 4096, kCodes = 256;
+    const unsigned long received = sizeof(xReply) + ((static_cast<unsigned long>(length) + 3) & ~3UL);
+    unsigned long codes = ((received < kArea ? received : kArea) - sizeof(xReply) + 3) / 4;
+    if (codes == 0 || minCode < 8 || maxCode < minCode || maxCode >= static_cast<int>(kCodes))
+        return;
+    if (codes > static_cast<unsigned long>(maxCode - minCode + 1))
+        codes = static_cast<unsigned long>(maxCode - minCode + 1);
+    LockDisplay(dpy);
+    auto* req = static_cast<xGetKeyboardMappingReq*>(
+        _XGetRequest(dpy, X_GetKeyboardMapping, sizeof(xGetKeyboardMappingReq)));
+    req->firstKeyCode = static_cast<KeyCode>(minCode);
+    req->count = static_cast<CARD8>(codes);
+    xGetKeyboardMappingReply rep;
+    (void)_XReply(dpy, reinterpret_cast<xReply*>(&rep), 0, xTrue); // a missing reply changes nothing
+    UnlockDisplay(dpy);
+    SyncHandle();
 }
 
 int XXKPDevPutConfirm(_XDisplay* dpy, const unsigned char* data, unsigned int length) {

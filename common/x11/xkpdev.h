@@ -46,10 +46,18 @@ extern "C" {
 int XXKPDevQueryVersion(_XDisplay* display, int* major, int* minor);
 
 // Minor opcode 1. Fetches the message the server keeps under requestId. On
-// success returns 1; *data is a malloc'ed block the caller frees with XFree (none
-// when the server had nothing), *length the message length in bytes.
+// success returns 1; *data is a malloc'ed block the caller releases with
+// XXKPDevFreeRequest (none when the server had nothing), *length the message
+// length in bytes (the block holds nothing after it). Xlib's own copy of the
+// reply is wiped before this returns.
 int XXKPDevGetRequest(_XDisplay* display, unsigned char** data, unsigned int* length,
                       unsigned short requestId);
+
+// Wipes the first `length` bytes of a block from XXKPDevGetRequest (a request may
+// carry credentials) and frees it; a null block is ignored. Then asks the server
+// for a harmless reply at least as long as that request's, which overwrites the
+// copy Xlib's transport keeps in its receive area (one round trip).
+void XXKPDevFreeRequest(_XDisplay* display, unsigned char* data, unsigned int length);
 
 // Minor opcode 2. Sends one message; returns 1 (0 only when the extension is missing).
 int XXKPDevPutConfirm(_XDisplay* display, const unsigned char* data, unsigned int length);

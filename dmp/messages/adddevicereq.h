@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace wex::common::dmp {
@@ -47,6 +48,10 @@ public:
     std::string Uri() const { return m_uri.Str(); }
     std::string Username() const { return m_username.Str(); }
     std::string Password() const { return m_password.Str(); }
+    // The password's bytes in the request itself, also as zero-terminated text (null when empty):
+    // reading through these leaves no copy to wipe.
+    std::string_view PasswordBytes() const { return m_password.View(); }
+    const char* PasswordText() const { return m_password.data.get(); }
     std::string AltName() const { return m_altName.Str(); }
     std::string DeviceInfo() const { return m_deviceInfo.Str(); }
     // A view of the request's own bytes (null data when the length is 0); valid while the request lives.

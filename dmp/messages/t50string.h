@@ -4,19 +4,40 @@
 // throws stream::IncompleteReadException or stream::EOSException, before anything is allocated.
 #pragma once
 
+#include "foundation/crypto/zrsecurewipe.h"
 #include "framework/encoding/decodingstream.h"
 #include "framework/encoding/encodingstream.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace wex::common::dmp {
 
-// One text of a message: its wire length and its bytes (null when the length is 0).
+// One text of a message: its wire length and its bytes (null when the length is 0). The bytes are
+// wiped when the text goes: user names and passwords travel in these.
 struct T50Text {
     uint32_t length = 0;
     std::unique_ptr<char[]> data;
+
+    T50Text() = default;
+    T50Text(T50Text&& other) noexcept = default;
+    T50Text& operator=(T50Text&& other) noexcept {
+        if (this != &other) {
+            Wipe();
+            length = other.length;
+            data = std::move(other.data);
+        }
+        return *this;
+    }
+    ~T50Text() { Wipe(); }
+    void Wipe() {
+        if (data)
+            ZrSecureWipe(data.get(), length);
+    }
+    // The bytes as they came, without a copy: what secrets are read through.
+    std::string_view View() const { return data ? std::string_view(data.get(), length) : std::string_view(); }
 
     // The text as a string of exactly the wire length, embedded zero bytes included; "" when absent.
     std::string Str() const { return data ? std::string(data.get(), length) : std::string(); }

@@ -3,7 +3,6 @@
 // planes beyond the BMP by arithmetic).
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
-#include "foundation/codeset/simd/tables.h"
 
 namespace zr_codeset {
 namespace {
@@ -18,32 +17,7 @@ inline size_t PutCode(uint16_t code, unsigned char* out) {
     return 2;
 }
 
-// Whether the one-byte codes 00-7F of a table are ASCII both ways (Shift-JIS puts the yen sign and
-// the overline at 5C and 7E).
-inline bool TableKeepsAscii(const CharmapTable& table) {
-    for (unsigned b = 0; b < 0x80; ++b)
-        if (table.single[b] != b || table.reverse.Find(b) != b)
-            return false;
-    return true;
-}
-
 template <const CharmapTable& Table> struct DoubleByteCodec : StatelessCodec {
-    static constexpr const CharmapTable& kTable = Table;
-    static constexpr bool kTrail7F = true;
-    static uint32_t Quick(const Grid& grid, const uint16_t* single, const unsigned char* p, unsigned& n) {
-        uint32_t one = single[p[0]];
-        uint32_t two = grid.At(p[0], p[1]);
-        uint32_t isOne = one != 0xFFFF;
-        n = 2 - isOne;
-        return (one & (0u - isOne)) | (two & (isOne - 1));
-    }
-    static uint32_t QuickCode(const ReverseMap<uint16_t>& reverse, uint32_t u) {
-        return reverse.cells[reverse.blockOf[u >> 8] * 256u + (u & 0xFF)];
-    }
-    static bool AsciiSame() {
-        static const bool same = TableKeepsAscii(Table);
-        return same;
-    }
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];
         cp = Table.single[b];
@@ -77,21 +51,6 @@ inline size_t PutLinear(uint32_t linear, unsigned char* out) {
 
 struct Gb18030Codec : StatelessCodec {
     static constexpr const CharmapTable& T = tables::kGb18030;
-    static constexpr const CharmapTable& kTable = T;
-    static constexpr bool kTrail7F = false;
-    // 7F is no trail byte here although it lies inside the grid.
-    static uint32_t Quick(const Grid& grid, const uint16_t*, const unsigned char* p, unsigned& n) {
-        uint32_t b = p[0];
-        uint32_t two = grid.At(b, p[1]) & (0u - (p[1] != 0x7F));
-        uint32_t isOne = b < 0x80;
-        n = 2 - isOne;
-        return (b & (0u - isOne)) | (two & (isOne - 1));
-    }
-    static uint32_t QuickCode(const ReverseMap<uint16_t>& reverse, uint32_t u) {
-        uint32_t code = reverse.cells[reverse.blockOf[u >> 8] * 256u + (u & 0xFF)];
-        return u < 0x80 ? u : code;
-    }
-    static bool AsciiSame() { return true; }
 
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];
@@ -139,59 +98,14 @@ struct Gb18030Codec : StatelessCodec {
     }
 };
 
-// The quick loops, or the vector ones where the processor has them. `Codes` gives the table in the
-// vector decoder's terms; where the codec keeps ASCII, the vector encoder does not look those units up.
-template <class Codec> struct BlockConverter {
-    using Quick = QuickConverter<Codec>;
-
-    static const simd::PairCodes& Codes() {
-        static const simd::PairCodes codes = simd::Prepare({
-            Codec::kTable.single,
-            Codec::kTable.cells,
-            Codec::kTable.leadLo,
-            Codec::kTable.leadHi,
-            Codec::kTable.trailLo,
-            Codec::kTable.trailHi,
-            Codec::kTrail7F,
-            nullptr,
-            0,
-            0,
-            0,
-            0,
-            0,
-            {},
-            false,
-        });
-        return codes;
-    }
-
-    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
-                     unsigned options) {
-        if (!simd::Enabled())
-            return Quick::From(bytes, length, out, info, options);
-        return simd::DecodeByBlocks<Codec>(Codes(), bytes, length, out, info, options);
-    }
-
-    static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
-                   unsigned options) {
-        if (!simd::Enabled())
-            return Quick::To(units, count, out, info, options);
-        return simd::EncodeByBlocks<Codec>(AsciiSame<Codec>(), units, count, out, info, options);
-    }
-
-    static constexpr ZrConverter Make(const char* name) {
-        return {To, From, Quick::Slow::ValidateTo, Quick::Slow::ValidateFrom, name};
-    }
-};
-
 } // namespace
 
 namespace converters {
 
-const ZrConverter kBig5 = BlockConverter<DoubleByteCodec<tables::kBig5>>::Make("BIG5");
-const ZrConverter kGb2312 = BlockConverter<DoubleByteCodec<tables::kGb2312>>::Make("GB2312");
-const ZrConverter kShiftJis = BlockConverter<DoubleByteCodec<tables::kShiftJis>>::Make("SHIFT_JIS");
-const ZrConverter kGb18030 = BlockConverter<Gb18030Codec>::Make("GB18030");
+const ZrConverter kBig5 = Converter<DoubleByteCodec<tables::kBig5>>::Make("BIG5");
+const ZrConverter kGb2312 = Converter<DoubleByteCodec<tables::kGb2312>>::Make("GB2312");
+const ZrConverter kShiftJis = Converter<DoubleByteCodec<tables::kShiftJis>>::Make("SHIFT_JIS");
+const ZrConverter kGb18030 = Converter<Gb18030Codec>::Make("GB18030");
 
 } // namespace converters
 } // namespace zr_codeset

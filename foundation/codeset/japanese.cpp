@@ -3,7 +3,6 @@
 // the EUC-JP tables; ISO-2022-JP carries the JIS X 0208 codes with their high bits cleared.
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
-#include "foundation/codeset/simd/tables.h"
 
 namespace zr_codeset {
 namespace {
@@ -18,15 +17,6 @@ inline bool IsX0208(uint16_t code) {
 }
 
 struct EucJpCodec : StatelessCodec {
-    static bool AsciiSame() {
-        static const bool same = [] {
-            for (unsigned b = 0; b < 0x80; ++b)
-                if (kX0208.single[b] != b || kX0208.reverse.Find(b) != b)
-                    return false;
-            return true;
-        }();
-        return same;
-    }
     static int Decode(State&, const unsigned char* p, size_t left, uint32_t& cp) {
         unsigned b = p[0];
         // One-byte codes are the table's: ASCII and the C1 controls 80-8D and 90-9F, which the
@@ -74,50 +64,9 @@ struct EucJpCodec : StatelessCodec {
     }
 };
 
-// EUC-JP decoding through the vector loop where the processor has it. Its one-byte codes are the
-// table's (ASCII and the C1 controls); every other byte starts a longer code (or none). The loop
-// takes the JIS X 0208 pairs and the JIS X 0212 codes after 8F itself and leaves 8E and the rest to
-// the codec.
-struct EucJpDecoder {
-    static const simd::PairCodes& Codes() {
-        // JIS X 0212 after 8F.
-        static const simd::PairCodes codes = simd::Prepare({
-            kX0208.single,
-            kX0208.cells,
-            kX0208.leadLo,
-            kX0208.leadHi,
-            kX0208.trailLo,
-            kX0208.trailHi,
-            true,
-            kX0212.cells,
-            0x8F,
-            kX0212.leadLo,
-            kX0212.leadHi,
-            kX0212.trailLo,
-            kX0212.trailHi,
-            {},
-            false,
-        });
-        return codes;
-    }
-
-    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
-                     unsigned options) {
-        if (!simd::Enabled())
-            return Converter<EucJpCodec>::From(bytes, length, out, info, options);
-        return simd::DecodeByBlocks<EucJpCodec>(Codes(), bytes, length, out, info, options);
-    }
-
-    static constexpr ZrConverter Make(const char* name) {
-        using Slow = Converter<EucJpCodec>;
-        return {Slow::To, From, Slow::ValidateTo, Slow::ValidateFrom, name};
-    }
-};
-
 enum class JisMode : unsigned char { kAscii, kRoman, kKanji };
 
 struct Iso2022JpCodec {
-    static constexpr size_t kExpectedBytesPerUnit = 2;
     struct State {
         JisMode mode = JisMode::kAscii;
     };
@@ -199,7 +148,7 @@ struct Iso2022JpCodec {
 
 namespace converters {
 
-const ZrConverter kEucJp = EucJpDecoder::Make("EUC-JP");
+const ZrConverter kEucJp = Converter<EucJpCodec>::Make("EUC-JP");
 const ZrConverter kIso2022Jp = Converter<Iso2022JpCodec>::Make("ISO-2022-JP");
 
 } // namespace converters

@@ -2,15 +2,12 @@
 // TIS-620). Every byte is one character; a byte the page leaves undefined does not decode.
 #include "foundation/codeset/codec.h"
 #include "foundation/codeset/generated/codesettables.h"
-#include "foundation/codeset/simd/tables.h"
 
 namespace zr_codeset {
 namespace {
 
 // Seven bits; the top half of the byte range is undefined.
 struct AsciiCodec : StatelessCodec {
-    static constexpr size_t kExpectedBytesPerUnit = 1;
-    static bool AsciiSame() { return true; }
     static int Decode(State&, const unsigned char* p, size_t, uint32_t& cp) {
         cp = p[0];
         return p[0] < 0x80 ? 1 : -1;
@@ -25,8 +22,6 @@ struct AsciiCodec : StatelessCodec {
 
 // Bytes are the first 256 characters.
 struct Latin1Codec : StatelessCodec {
-    static constexpr size_t kExpectedBytesPerUnit = 1;
-    static bool AsciiSame() { return true; }
     static int Decode(State&, const unsigned char* p, size_t, uint32_t& cp) {
         cp = p[0];
         return 1;
@@ -40,7 +35,6 @@ struct Latin1Codec : StatelessCodec {
 };
 
 template <const SingleBytePage& Page> struct PageCodec : StatelessCodec {
-    static constexpr size_t kExpectedBytesPerUnit = 1;
     static int Decode(State&, const unsigned char* p, size_t, uint32_t& cp) {
         cp = Page.toUnicode[p[0]];
         return cp == 0xFFFF ? -1 : 1;
@@ -54,98 +48,8 @@ template <const SingleBytePage& Page> struct PageCodec : StatelessCodec {
     }
 };
 
-// A page converts every byte by one table load, so the loops below do just that and leave the
-// codec's loop (failure positions, recovery, pairs, escapes) to the first byte or unit the page
-// lacks; from there on they carry on by themselves again.
-template <const SingleBytePage& Page> struct PageConverter {
-    using Slow = Converter<PageCodec<Page>>;
-
-    static bool From(const unsigned char* bytes, size_t length, ZrUniString& out, ZrCodesetInfo* info,
-                     unsigned options) {
-        if (!UnitSink::Fits(out.Length(), length)) {
-            NoteFailure(info, 0);
-            return false;
-        }
-        const uint16_t* table = Page.toUnicode;
-        UnitSink sink(out, length);
-        const bool vector = simd::Enabled();
-        size_t i = 0;
-        while (i < length) {
-            ZrUniChar* o = sink.Cursor();
-            if (vector)
-                i = simd::DecodePage(table, bytes, i, length, o);
-            // Four bytes a round with one test for a hole among them; the byte loop finds it.
-            for (; i + 4 <= length; i += 4, o += 4) {
-                uint16_t u0 = table[bytes[i]], u1 = table[bytes[i + 1]];
-                uint16_t u2 = table[bytes[i + 2]], u3 = table[bytes[i + 3]];
-                if ((u0 == 0xFFFF) | (u1 == 0xFFFF) | (u2 == 0xFFFF) | (u3 == 0xFFFF))
-                    break;
-                o[0] = u0, o[1] = u1, o[2] = u2, o[3] = u3;
-            }
-            for (; i < length; ++i) {
-                uint16_t u = table[bytes[i]];
-                if (u == 0xFFFF)
-                    break;
-                *o++ = u;
-            }
-            sink.Cursor() = o;
-            if (i >= length)
-                break;
-            NoteFailure(info, i);
-            if (!(options & kZrEncOptionRecoverable))
-                return false;
-            sink.Put(kReplacementChar);
-            ++i;
-        }
-        return true;
-    }
-
-    static bool To(const ZrUniChar* units, size_t count, ZrByteBuffer& out, ZrCodesetInfo* info,
-                   unsigned options) {
-        const ReverseMap<uint8_t> reverse = Page.fromUnicode;
-        DirectBytes direct(out, count, 1);
-        const bool vector = simd::Enabled();
-        size_t i = 0;
-        while (true) {
-            unsigned char* p = direct.Data();
-            size_t stop = count;
-            if (vector) {
-                // The vector loop stops at units above U+00FF as well: the scalar one takes those
-                // (and anything the page lacks) for a stretch before the vector loop goes on.
-                i = simd::EncodePage(reverse, units, i, count, p, direct.Written());
-                stop = count - i > simd::kScalarStretch ? i + simd::kScalarStretch : count;
-            }
-            size_t w = direct.Written();
-            for (; i < stop; ++i, ++w) {
-                uint32_t u = units[i];
-                unsigned char b = reverse.cells[reverse.blockOf[u >> 8] * 256u + (u & 0xFF)];
-                if (b == 0 && u != 0)
-                    break;
-                p[w] = b;
-            }
-            direct.Written() = w;
-            if (i >= count)
-                return true;
-            if (i == stop)
-                continue;
-            // Nothing the page lacks encodes: the general loop writes the escape (a pair is one
-            // character).
-            size_t used =
-                units[i] - 0xD800u < 0x400u && i + 1 < count && units[i + 1] - 0xDC00u < 0x400u ? 2 : 1;
-            NoteFailure(info, i);
-            if (!(options & kZrEncOptionRecoverable))
-                return false;
-            ZrByteBuffer escape;
-            Slow::To(units + i, used, escape, nullptr, kZrEncOptionRecoverable);
-            direct.Put(escape.Data(), escape.Length(), count - i - used);
-            i += used;
-        }
-    }
-};
-
 template <const SingleBytePage& Page> constexpr ZrConverter MakePage(const char* name) {
-    using Slow = Converter<PageCodec<Page>>;
-    return {PageConverter<Page>::To, PageConverter<Page>::From, Slow::ValidateTo, Slow::ValidateFrom, name};
+    return Converter<PageCodec<Page>>::Make(name);
 }
 
 } // namespace

@@ -21,7 +21,6 @@ constexpr bool kMachineBig = std::endian::native == std::endian::big;
 
 // Big: the byte order; Detect: whether a swapped mark at the start switches the order.
 template <bool Big, bool Detect> struct Utf16Codec {
-    static constexpr size_t kExpectedBytesPerUnit = 2;
     struct State {
         bool big = Big;
     };

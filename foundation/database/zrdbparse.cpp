@@ -2,10 +2,6 @@
 
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 namespace {
 
 enum State {
@@ -37,38 +33,12 @@ void AppendDecimal(ZrUniString& out, uint64_t value) {
     out.Append(digits + 20 - n, n);
 }
 
-// Length of the leading run of `units` that holds none of a, b and c, eight units per step where SSE2
-// is at hand (every x86-64), else four per step inside one 64-bit word: there a lane equal to the unit
-// sought becomes zero after the exclusive or, and (v - 1) & ~v sets the top bit of the lowest zero lane
-// (borrows can only mark lanes above it).
+// Length of the leading run of `units` that holds none of a, b and c.
 uint32_t RunWithout(const ZrUniChar* units, uint32_t length, ZrUniChar a, ZrUniChar b, ZrUniChar c) {
     uint32_t i = 0;
-#if defined(__SSE2__)
-    const __m128i va = _mm_set1_epi16(short(a)), vb = _mm_set1_epi16(short(b)), vc = _mm_set1_epi16(short(c));
-    for (; i + 8 <= length; i += 8) {
-        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
-        __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(x, va), _mm_cmpeq_epi16(x, vb)),
-                                   _mm_cmpeq_epi16(x, vc));
-        if (int mask = _mm_movemask_epi8(hit))
-            return i + uint32_t(__builtin_ctz(unsigned(mask))) / 2;
-    }
-#endif
-    if constexpr (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) {
-        constexpr uint64_t ones = 0x0001000100010001ull, tops = 0x8000800080008000ull;
-        const uint64_t wa = ones * a, wb = ones * b, wc = ones * c;
-        for (; i + 4 <= length; i += 4) {
-            uint64_t x;
-            std::memcpy(&x, units + i, 8);
-            uint64_t va = x ^ wa, vb = x ^ wb, vc = x ^ wc;
-            uint64_t hit = (((va - ones) & ~va) | ((vb - ones) & ~vb) | ((vc - ones) & ~vc)) & tops;
-            if (hit)
-                return i + uint32_t(__builtin_ctzll(hit)) / 16;
-        }
-    }
-    for (; i < length; ++i)
-        if (units[i] == a || units[i] == b || units[i] == c)
-            return i;
-    return length;
+    while (i < length && units[i] != a && units[i] != b && units[i] != c)
+        ++i;
+    return i;
 }
 
 const char* Expected(int state) {
@@ -391,45 +361,13 @@ ZrUniString ZrDBParse::ToString(const ZrUniString& key, ZrDBEntry& entry) {
 }
 
 ZrUniString ZrDBParse::ToString(ZrDatabase& db, int tag) {
-    // The table's order is the hash order, not the order in which the entries were made, so each
-    // entry's pair, strings and bytes are somewhere else in memory. The pairs are listed first; then,
-    // while one entry is written, the pair of an entry further on, the representations of a nearer one
-    // and the bytes of the next few are already being fetched.
-    ZrDVector<const ZrDatabase::Pair*> pairs;
-    pairs.Reserve(db.Count());
-    ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
-    while (const ZrDatabase::Pair* pair = it.Next())
-        pairs.Append(pair);
-    constexpr uint32_t kPairAhead = 12, kRepAhead = 6, kDataAhead = 3;
-    uint32_t n = pairs.Size();
     ZrUniString out;
     {
         Sink sink(out);
-        for (uint32_t i = 0; i < n; ++i) {
-            if (i + kPairAhead < n) {
-                const char* ahead = reinterpret_cast<const char*>(pairs[i + kPairAhead]);
-                for (uint32_t at = 0; at < sizeof(ZrDatabase::Pair); at += 64)
-                    __builtin_prefetch(ahead + at);
-                __builtin_prefetch(ahead + sizeof(ZrDatabase::Pair) - 1);
-            }
-            if (i + kRepAhead < n) {
-                const ZrDatabase::Pair* ahead = pairs[i + kRepAhead];
-                ahead->Key().PrefetchRep();
-                ahead->Value().Comment().PrefetchRep();
-                for (const ZrUniString& value : ahead->Value().ValueList())
-                    value.PrefetchRep();
-            }
-            if (i + kDataAhead < n) {
-                const ZrDatabase::Pair* ahead = pairs[i + kDataAhead];
-                ahead->Key().PrefetchData();
-                ahead->Value().Comment().PrefetchData();
-                for (const ZrUniString& value : ahead->Value().ValueList())
-                    value.PrefetchData();
-            }
-            const ZrDatabase::Pair* pair = pairs[i];
+        ZrDictionaryIterator<ZrDatabase::Pair> it(db.Entries());
+        while (const ZrDatabase::Pair* pair = it.Next())
             if (tag < 0 || pair->Value().Tag() == tag)
                 AppendEntry(sink, pair->Key(), pair->Value());
-        }
     }
     return out;
 }

@@ -1,5 +1,7 @@
 #include "foundation/string/zrbytebuffer.h"
 
+#include "foundation/crypto/zrsecurewipe.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -30,17 +32,16 @@ ZrByteBufferRep* ZrByteBufferRep::New(uint64_t length, uint64_t capacity) {
 void ZrByteBufferRep::_extend(uint64_t newLength, bool setLength) {
     uint64_t headroom = setLength ? newLength / 8 + 16 : 16;
     uint64_t capacity = (newLength + headroom) & ~uint64_t(15);
-    void* block;
-    if (m_dataInline) {
-        // The room behind the representation cannot grow in place: the bytes leave it for good.
-        block = std::malloc(capacity);
-        if (block)
-            std::memcpy(block, m_data, m_capacity < capacity ? m_capacity : capacity);
-    } else {
-        block = std::realloc(m_data, capacity);
-    }
+    // Never realloc: a block it moves would be freed with the bytes still in it. The old block is
+    // wiped here instead (the room behind the representation too: the bytes leave it for good).
+    void* block = std::malloc(capacity);
     if (!block)
         throw std::bad_alloc();
+    if (m_data)
+        std::memcpy(block, m_data, m_capacity < capacity ? m_capacity : capacity);
+    ZrSecureWipe(m_data, m_capacity);
+    if (!m_dataInline)
+        std::free(m_data);
     m_data = static_cast<unsigned char*>(block);
     m_dataInline = false;
     m_capacity = capacity;
@@ -54,6 +55,9 @@ void ZrByteBufferRep::Release() {
 }
 
 ZrByteBufferRep::~ZrByteBufferRep() {
+    // Any buffer may have carried a secret on its way (a password, the text or packet holding one):
+    // none goes back to the allocator readable.
+    ZrSecureWipe(m_data, m_capacity);
     if (!m_dataInline)
         std::free(m_data);
 }
@@ -75,6 +79,8 @@ void ZrByteBufferRep::Remove(uint64_t position, uint64_t count) {
         return;
     std::memmove(m_data + position, m_data + position + count, m_length - position - count);
     m_length -= count;
+    // The tail moved down; its old place keeps no copy.
+    ZrSecureWipe(m_data + m_length, count);
 }
 
 ZrByteBuffer::ZrByteBuffer(const void* bytes, uint64_t length) {
@@ -182,10 +188,14 @@ void ZrByteBuffer::Resize(uint64_t length) {
         return;
     }
     MakeWritable();
-    if (length >= m_pRep->m_capacity)
+    if (length >= m_pRep->m_capacity) {
         m_pRep->_extend(length, true);
-    else
+    } else {
+        // Bytes cut off are wiped, so a buffer reused for shorter contents holds nothing of the old.
+        if (length < old)
+            ZrSecureWipe(m_pRep->m_data + length, old - length);
         m_pRep->m_length = length;
+    }
 }
 
 void ZrByteBuffer::Clear() {
@@ -195,11 +205,8 @@ void ZrByteBuffer::Clear() {
 }
 
 void ZrByteBuffer::Wipe() {
-    if (m_pRep && m_pRep->m_data) {
-        volatile unsigned char* p = m_pRep->m_data;
-        for (uint64_t i = 0; i < m_pRep->m_capacity; ++i)
-            p[i] = 0;
-    }
+    if (m_pRep)
+        ZrSecureWipe(m_pRep->m_data, m_pRep->m_capacity);
 }
 
 bool ZrByteBuffer::_equal(const ZrByteBuffer& other) const {

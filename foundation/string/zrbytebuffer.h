@@ -11,7 +11,8 @@
 #include <emmintrin.h>
 #endif
 
-// The shared storage behind ZrByteBuffer. Written only while its count is 1.
+// The shared storage behind ZrByteBuffer. Written only while its count is 1. Its bytes are wiped when
+// it is destroyed, when they move to a larger block and when they are cut: passwords pass through.
 class ZrByteBufferRep {
 public:
     ZrByteBufferRep() = default;
@@ -96,19 +97,6 @@ public:
     // h = h * 9 + byte from 0, modulo 2^32; the dictionary's key hash.
     uint32_t HashValue() const { return HashBytes(Data(), Length()); }
     static inline uint32_t HashBytes(const void* bytes, uint64_t length);
-
-    // Hints for walks over many buffers scattered in memory: start fetching the representation, or
-    // (once it is at hand) the bytes, ahead of their use. Nothing is read or changed.
-    void PrefetchRep() const { __builtin_prefetch(m_pRep); }
-    void PrefetchData() const {
-        if (!m_pRep)
-            return;
-        // Every line of the bytes in use, up to four.
-        const unsigned char* p = m_pRep->m_data;
-        uint64_t length = m_pRep->m_length < 256 ? m_pRep->m_length : 256;
-        for (uint64_t at = 0; at < length + (uintptr_t(p) & 63); at += 64)
-            __builtin_prefetch(p + at);
-    }
 
     // Number of handles sharing the representation (0 when there is none).
     uint32_t ShareCount() const { return m_pRep ? m_pRep->m_refCount : 0; }

@@ -1,19 +1,28 @@
 #include "foundation/string/zrcstring.h"
 
+#include "foundation/crypto/zrsecurewipe.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 ZrCStringRep::~ZrCStringRep() {
+    // As for byte buffers: text that may have held a secret is wiped before the block goes back.
+    ZrSecureWipe(m_data, m_capacity);
     std::free(m_data);
 }
 
 void ZrCStringRep::_extend(uint32_t n) {
     uint64_t need = uint64_t(n) + 1;
     uint64_t capacity = (need + need / 8 + 16) & ~uint64_t(15);
-    void* block = std::realloc(m_data, capacity);
+    // Not realloc, which could free the old block unwiped.
+    void* block = std::malloc(capacity);
     if (!block)
         throw std::bad_alloc();
+    if (m_data)
+        std::memcpy(block, m_data, m_length + 1);
+    ZrSecureWipe(m_data, m_capacity);
+    std::free(m_data);
     m_data = static_cast<char*>(block);
     m_capacity = static_cast<uint32_t>(capacity);
     m_data[m_length] = 0;
@@ -34,6 +43,7 @@ void ZrCStringRep::Insert(uint32_t position, uint32_t count, const char* bytes) 
 void ZrCStringRep::Remove(uint32_t position, uint32_t count) {
     std::memmove(m_data + position, m_data + position + count, m_length - position - count + 1);
     m_length -= count;
+    ZrSecureWipe(m_data + m_length + 1, count);
 }
 
 ZrCString::ZrCString(const char* text) {

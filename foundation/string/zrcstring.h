@@ -1,5 +1,6 @@
 // ZrCString: 8-bit, zero-terminated text in a shared, copy-on-write representation (ZrCStringRep),
-// the byte-string counterpart of ZrUniString used for encoding names and other C-level text.
+// the byte-string counterpart of ZrUniString used for encoding names and other C-level text. Blocks
+// are wiped when released, grown or cut, as byte buffers are.
 #pragma once
 
 #include <cstdint>

@@ -91,10 +91,13 @@ void ZrUniString::Extend(uint32_t n) {
         return;
     }
     MakeWritable();
-    if (n > length && bytes >= m_pRep->m_capacity)
+    if (n > length && bytes >= m_pRep->m_capacity) {
         m_pRep->_extend(bytes, true);
-    else
+    } else {
+        if (n < length)
+            ZrSecureWipe(m_pRep->m_data + bytes, m_pRep->m_length - bytes);
         m_pRep->m_length = bytes;
+    }
 }
 
 void ZrUniString::Pad(uint32_t n, ZrUniChar unit) {

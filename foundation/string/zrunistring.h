@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/crypto/zrsecurewipe.h"
 #include "foundation/string/zrbytebuffer.h"
 
 using ZrUniChar = char16_t;
@@ -48,13 +49,17 @@ public:
     }
     ZrUniString& Append(const ZrUniChar* units, uint32_t count);
 
-    // Shorter: cut to n units. Longer: the new units are left undefined (see Pad).
+    // Shorter: cut to n units, wiping the units cut off. Longer: the new units are left undefined
+    // (see Pad).
     void Truncate(uint32_t n) {
         // Cutting a string this handle alone holds is the common case (every conversion ends so).
-        if (m_pRep && m_pRep->m_refCount == 1 && uint64_t(n) * 2 <= m_pRep->m_length)
-            m_pRep->m_length = uint64_t(n) * 2;
-        else
+        if (m_pRep && m_pRep->m_refCount == 1 && uint64_t(n) * 2 <= m_pRep->m_length) {
+            const uint64_t bytes = uint64_t(n) * 2;
+            ZrSecureWipe(m_pRep->m_data + bytes, m_pRep->m_length - bytes);
+            m_pRep->m_length = bytes;
+        } else {
             Extend(n);
+        }
     }
     void Pad(uint32_t n, ZrUniChar unit);
     void Set(uint32_t i, ZrUniChar unit);

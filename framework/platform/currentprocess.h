@@ -20,6 +20,10 @@ public:
     // The process-wide object, made on first use and destroyed at exit.
     static CurrentProcess& Instance();
 
+    // Marks the process as one that may not be dumped: no core file is written and no process of the
+    // same user may trace it or read its memory. Fails silently (nothing then changes).
+    static void ForbidDumps();
+
     void InstallSignalHandlers();
     // Restores SIGPIPE, SIGTERM, SIGINT, SIGHUP, in that order.
     void RemoveSignalHandlers();

@@ -24,9 +24,10 @@ def keys_of(config_text):
 
 class AgentTest(unittest.TestCase):
     displays = 1
+    tcp = ()  # the displays that also listen on TCP
 
     def setUp(self):
-        self.peers = Peers(self.displays)
+        self.peers = Peers(self.displays, self.tcp)
         self.addCleanup(self.peers.close)
 
     def add(self, device_id, uri, user=ALICE, password=SECRET):
@@ -263,12 +264,19 @@ class ServerReplies(AgentTest):
 
 
 class SecondDisplay(AgentTest):
-    displays = 2
+    displays = 3
+    tcp = (2,)
 
     def test_register_reply_with_result_2_opens_another_display(self):
         self.start()
-        self.peers.fs.call("push", proc=105, result=2, display=self.peers.displays[1], error="")
-        self.peers.controls[1].call("wait_client", count=1, timeout=10)
+        self.peers.wait_agent_idle()
+        with open("/proc/%d/status" % self.peers.agent.pid) as f:
+            status = f.read()
+        self.assertRegex(status, r"\nNoNewPrivs:\s+1\n(.*\n)*Seccomp:\s+2\n", "no new privileges, filtered")
+        # Confined as it is, it still reaches further displays, by a Unix socket and over TCP.
+        for i, name in ((1, self.peers.displays[1]), (2, "127.0.0.1" + self.peers.displays[2])):
+            self.peers.fs.call("push", proc=105, result=2, display=name, error="")
+            self.peers.controls[i].call("wait_client", count=1, timeout=10)
 
 
 if __name__ == "__main__":

@@ -30,7 +30,7 @@ def wait_for(predicate, timeout=10.0, what="condition"):
 class Peers:
     """A temporary folder with a display server, a simulator, a home directory and a configuration."""
 
-    def __init__(self, displays=1):
+    def __init__(self, displays=1, tcp=()):
         self.dir = tempfile.mkdtemp(prefix="kp-e2e-")
         self.home = os.path.join(self.dir, "home")
         os.mkdir(self.home)
@@ -40,7 +40,8 @@ class Peers:
         for i in range(displays):
             path = os.path.join(self.dir, "x%d.sock" % i)
             proc = subprocess.Popen([sys.executable, os.path.join(SOURCE_DIR, "tools/xtestserver/xtestserver.py"),
-                                     "--display", "auto", "--control", path, "--watch-parent"],
+                                     "--display", "auto", "--control", path, "--watch-parent"]
+                                    + (["--tcp"] if i in tcp else []),
                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
             self.procs.append(proc)
             line = proc.stdout.readline().split()

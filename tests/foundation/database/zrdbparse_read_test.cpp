@@ -76,8 +76,8 @@ TEST(ZrDBParseRead, CommentsGoToTheNextEntryVerbatimAndHeaderLinesAreSkippedBetw
     EXPECT_EQ(Comment(db, "f"), "## not a header here\n");
 }
 
-// Keys and values are scanned several units at a time: line feeds and stops at every offset within
-// such a block must count exactly as one unit at a time would.
+// Line feeds anywhere in keys and values, with stops between them, count lines and restart the
+// character number after the last one.
 TEST(ZrDBParseRead, LineFeedsAtEveryOffsetCountLinesAndCharacters) {
     std::mt19937 rng(5);
     const char16_t alphabet[] = u"ab\n(#\u00e9}";

@@ -158,7 +158,7 @@ done
 echo
 echo "== $release: versions"
 inside versions "dpkg-query -W -f '  \${Package} \${Version}\n' libc6 g++ clang-19 clang-format-19 cmake python3 \
-  libgtest-dev libbenchmark-dev lintian 2>/dev/null" || true
+  libgtest-dev lintian 2>/dev/null" || true
 echo "== $release: results (full output in $logs)"
 failed=0
 for i in "${!names[@]}"; do

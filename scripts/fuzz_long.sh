@@ -8,13 +8,14 @@
 #   scripts/fuzz_long.sh [target ...]      (default: every build-fuzz/bin/fuzz_*)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/deps.sh
 
 JOBS=${JOBS:-$(nproc)}
 FUZZ_RUNS=${FUZZ_RUNS:-1000000}
 FUZZ_MAX_SECONDS=${FUZZ_MAX_SECONDS:-900}
 BUILD=build-fuzz
 
-CC=clang CXX=clang++ cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON >/dev/null
+CC=clang-$KP_CLANG_VERSION CXX=clang++-$KP_CLANG_VERSION cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON >/dev/null
 cmake --build "$BUILD" -j "$JOBS" >/dev/null
 
 targets=("$@")

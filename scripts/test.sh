@@ -2,13 +2,13 @@
 # Checks the formatting, then builds and runs everything: the plain suite (after checking that every
 # include reaches only declared libraries), the package check, a Release build of the agent, the suite
 # again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
-# On a fresh Debian 12 machine (as root) it first installs what it needs.
+# On a fresh Debian 12 or 13 machine (as root) it first installs what it needs.
 # Every stage runs even when an earlier one fails; the end lists each stage with its result, and
 # the script fails when any stage did.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/deps.sh
-kp_install_deps
+kp_install_deps "${KP_AGENT_PACKAGES[@]}" "${KP_TEST_PACKAGES[@]}"
 
 JOBS=${JOBS:-$(nproc)}
 FUZZ_SECONDS=${FUZZ_SECONDS:-5}
@@ -38,7 +38,8 @@ format() {
 }
 
 plain() {
-  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_WERROR=ON >/dev/null
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_TESTS=ON -DKPATDMCL_BENCH=ON \
+    -DKPATDMCL_WERROR=ON >/dev/null
   scripts/check_deps.py build
   cmake --build build -j "$JOBS"
   ctest --test-dir build --output-on-failure -j "$JOBS"
@@ -57,29 +58,46 @@ release() {
 }
 
 sanitizers() {
-  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_BENCH=OFF \
-    -DKPATDMCL_WERROR=ON >/dev/null
+  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKPATDMCL_SANITIZE=ON -DKPATDMCL_TESTS=ON \
+    -DKPATDMCL_BENCH=OFF -DKPATDMCL_WERROR=ON >/dev/null
   cmake --build build-asan -j "$JOBS"
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build-asan --output-on-failure -j "$JOBS"
 }
 
+# One line per target: executions, seconds and the result. A target that fails shows its own
+# report (from the sanitizer's or libFuzzer's first "==<pid>==" line on) and fails the stage.
 fuzz() {
-  CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON \
-    -DKPATDMCL_WERROR=ON >/dev/null
+  CC=clang-$KP_CLANG_VERSION CXX=clang++-$KP_CLANG_VERSION cmake -S . -B build-fuzz -G Ninja \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKPATDMCL_FUZZ=ON -DKPATDMCL_WERROR=ON >/dev/null
   cmake --build build-fuzz -j "$JOBS"
   shopt -s nullglob
-  local f name corpus seeds
+  local f name corpus seeds log rc start execs report failed=0
+  mkdir -p build-fuzz/logs build-fuzz/artifacts
+  printf '  %-28s %12s %8s  %s\n' target executions seconds result
   for f in build-fuzz/bin/fuzz_*; do
     name=$(basename "$f")
     corpus=build-fuzz/corpus/$name
+    log=build-fuzz/logs/$name.log
     mkdir -p "$corpus"
     seeds=()
     [ -d "fuzz/corpus/$name" ] && seeds=("fuzz/corpus/$name")
-    echo "-- $name"
-    "$f" -max_total_time="$FUZZ_SECONDS" -print_final_stats=0 "$corpus" "${seeds[@]}" 2>&1 | tail -n 3
-    [ "${PIPESTATUS[0]}" -eq 0 ] || { echo "fuzz target $name failed"; return 1; }
+    start=$SECONDS
+    rc=0
+    "$f" -max_total_time="$FUZZ_SECONDS" -print_final_stats=1 -artifact_prefix="build-fuzz/artifacts/$name-" \
+      "$corpus" "${seeds[@]}" >"$log" 2>&1 || rc=$?
+    execs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
+    if [ "$rc" -eq 0 ]; then
+      printf '  %-28s %12s %8s  %s\n' "$name" "${execs:--}" "$((SECONDS - start))" clean
+    else
+      printf '  %-28s %12s %8s  %s\n' "$name" "${execs:--}" "$((SECONDS - start))" "FAILED (exit $rc, log $log)"
+      report=$(sed -n '/^==[0-9]*==/,$p' "$log")
+      [ -n "$report" ] || report=$(tail -n 50 "$log")
+      echo "$report" | sed 's/^/    /'
+      failed=1
+    fi
   done
+  return "$failed"
 }
 
 stage "format check" format

@@ -26,14 +26,14 @@ struct Constant {
 };
 
 // The rest of the datagram, carried as it is (no length word): on reading, every byte left.
-template <class Bytes> struct Rest { Bytes& bytes; };
+template <class Bytes> struct Rest {
+    Bytes& bytes;
+};
 template <class Bytes> Rest(Bytes&) -> Rest<Bytes>;
 
 // Lists travel as a count word followed by the entries.
 template <class List>
-concept EntryList = requires(const List& list) {
-    list.begin();
-};
+concept EntryList = requires(const List& list) { list.begin(); };
 
 template <class T>
 concept Record = std::derived_from<T, ZrPacket>;

@@ -16,7 +16,9 @@ template <class T, uint32_t N> union ZrDListRoom {
     T* m_heap;
     alignas(T) unsigned char m_bytes[N * sizeof(T)];
 };
-template <class T> union ZrDListRoom<T, 0> { T* m_heap; };
+template <class T> union ZrDListRoom<T, 0> {
+    T* m_heap;
+};
 
 template <class T, uint32_t N = 0> class ZrDList {
 public:

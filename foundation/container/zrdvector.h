@@ -9,7 +9,9 @@
 #include <utility>
 
 // Room for N elements inside the vector itself, so short vectors never allocate; none when N is 0.
-template <class T, uint32_t N> struct ZrDVectorInline { alignas(T) unsigned char m_bytes[N * sizeof(T)]; };
+template <class T, uint32_t N> struct ZrDVectorInline {
+    alignas(T) unsigned char m_bytes[N * sizeof(T)];
+};
 template <class T> struct ZrDVectorInline<T, 0> {};
 
 template <class T, uint32_t N = 0> class ZrDVector {

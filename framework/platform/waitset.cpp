@@ -24,8 +24,7 @@ void WaitSet::Wait() {
 
 void WaitSet::Add(common::WaitObject& object) {
     if (auto* timer = dynamic_cast<Timer*>(&object)) {
-        dispatch::Dispatch(
-            *timer, [timer] { timer->Signalled(); }, 1);
+        dispatch::Dispatch(*timer, [timer] { timer->Signalled(); }, 1);
         return;
     }
     if (auto* wait = dynamic_cast<FdWait*>(&object)) {
@@ -57,8 +56,7 @@ void WaitSet::Remove(common::WaitObject& object) {
 }
 
 void WaitSet::OnFdActive(FdWait* wait) {
-    dispatch::Dispatch(
-        *wait, [wait] { wait->OnReady(); }, 0);
+    dispatch::Dispatch(*wait, [wait] { wait->OnReady(); }, 0);
 }
 
 void WaitSet::OnFdInactive(FdWait* wait) {

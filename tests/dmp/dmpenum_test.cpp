@@ -156,8 +156,7 @@ TEST_F(DMPManagerTest, SecondDisplayAnnouncesItselfWhenTheFirstIsLost) {
         m_server.Must("wait_client", "{\"count\": 2}");
         EXPECT_EQ(manager.ActiveDisplay()->Name(), first);
         m_server.Must("close_client", "{\"client\": 1}");
-        PumpUntil(
-            manager, [&] { return manager.Displays().size() == 1; }, false);
+        PumpUntil(manager, [&] { return manager.Displays().size() == 1; }, false);
         ASSERT_NE(manager.ActiveDisplay(), nullptr);
         EXPECT_EQ(manager.ActiveDisplay()->Name(), second);
         // The promoted display's endpoint keeps its own notify target.
@@ -166,8 +165,7 @@ TEST_F(DMPManagerTest, SecondDisplayAnnouncesItselfWhenTheFirstIsLost) {
         PumpUntil(manager, [&] { return !other.calls.empty(); });
         // Losing the last display leaves no active one.
         m_server.Must("close_client", "{\"client\": 2}");
-        PumpUntil(
-            manager, [&] { return manager.Displays().empty(); }, false);
+        PumpUntil(manager, [&] { return manager.Displays().empty(); }, false);
         EXPECT_EQ(manager.ActiveDisplay(), nullptr);
         manager.Process(); // nothing active: nothing to do
     });

@@ -70,8 +70,7 @@ TEST_F(DispatcherTest, OneShotIsGoneAfterItsCallAndPersistentIsSuspendedDuringIt
     b.Put();
     int oneShot = 0;
     dispatcher.RunInContext([&](uint32_t) {
-        dispatch::Dispatch(
-            b, [&] { ++oneShot; }, 1);
+        dispatch::Dispatch(b, [&] { ++oneShot; }, 1);
         dispatcher.DispatchOnce();
     });
     EXPECT_EQ(oneShot, 1);

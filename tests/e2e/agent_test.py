@@ -234,15 +234,6 @@ class ServerReplies(AgentTest):
         self.assertEqual((rc, out, err), (4, "", "The command failed: error\n"))
         self.assertEqual(self.peers.calls(106), [], "no clean-up after a refusal")
 
-    def test_silent_server_times_out(self):
-        self.peers.fs.call("mode", proc=102, mode="silent")
-        self.start()
-        self.add(1, "smb://pc1/C")
-        rc, out, err = self.peers.finish_agent()
-        self.assertEqual(rc, 4)
-        self.assertTrue(err.startswith("The command failed: "), err)
-        self.assertEqual(err.count("\n"), 2, "the time-out explanation takes two lines: " + err)
-
     def test_refused_registration_ends_quietly(self):
         self.peers.fs.call("mode", proc=105, mode="error", text="no")
         rc, out, err = self.peers.run_agent()

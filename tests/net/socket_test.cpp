@@ -3,12 +3,8 @@
 #include "net/zrsocket.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -67,17 +63,6 @@ TEST(Socket, FailuresReadLikeTheFailedCall) {
     }
 }
 
-TEST(Socket, ConnectFailureNamesTheAddress) {
-    // Held bound but never listening: refused, and no other socket can listen there meanwhile.
-    ZrSocket holder, socket;
-    ZrInetAddr address;
-    ASSERT_TRUE(holder.Bind(Loopback(), ZrSocket::stream, false, 0, false) && holder.LocalAddress(address));
-    EXPECT_FALSE(socket.Connect(address));
-    EXPECT_EQ(socket.LastError().Reason().AsUtf8(), "connect(" + std::to_string(socket.Descriptor()) + "," +
-                                                        address.AsString(true).AsUtf8() +
-                                                        ",16): (111) Connection refused");
-}
-
 TEST(Socket, AddressInUseIsRetriedOnlyWhenAsked) {
     Bound holder;
     ZrSocket second;
@@ -90,31 +75,6 @@ TEST(Socket, AddressInUseIsRetriedOnlyWhenAsked) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(second.Bind(holder.address, ZrSocket::datagram, false, 1, true));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "A socket is still in use, attempting 1 retries....\n");
-
-    // The holder goes away once the first attempt has failed, which its line on the error stream shows:
-    // a retry then binds. Nothing is timed, so a slow machine cannot change the outcome.
-    ZrSocket third;
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    std::fflush(stderr);
-    const int savedErr = dup(2);
-    dup2(fds[1], 2);
-    close(fds[1]);
-    std::string seen;
-    std::thread release([&] {
-        for (char c; seen.find("retries...") == std::string::npos && read(fds[0], &c, 1) == 1;)
-            seen += c;
-        holder.socket.Close();
-    });
-    bool bound = third.Bind(holder.address, ZrSocket::datagram, false, 3, true);
-    dup2(savedErr, 2); // closes the pipe's last writer, so the reader above cannot wait forever
-    release.join();
-    for (char c; read(fds[0], &c, 1) == 1;)
-        seen += c;
-    close(savedErr);
-    close(fds[0]);
-    EXPECT_TRUE(bound);
-    EXPECT_EQ(seen, "A socket is still in use, attempting 3 retries...\n");
 }
 
 } // namespace

@@ -1,26 +1,27 @@
-// Runs the file-server control simulator (tools/fssim/fssim.py) as a child process on loopback for
-// the client tests, and talks to its control socket. The destructor asks the child to quit and waits.
+// Test peer: the file-server control simulator (tools/fssim/fssim.py) on a free UDP port on loopback,
+// for the client tests.
 #pragma once
+
+#include "net/zrinetaddr.h"
+#include "tests/framework/childpeer.h"
 
 #include <cstdio>
 #include <string>
 
-#include "net/zrinetaddr.h"
-
 class FsSimPeer {
 public:
-    FsSimPeer();
-    ~FsSimPeer();
-    FsSimPeer(const FsSimPeer&) = delete;
-    FsSimPeer& operator=(const FsSimPeer&) = delete;
+    FsSimPeer() { std::sscanf(m_peer.Ready().c_str(), "PORT %u", &m_port); } // once both sockets listen
 
     bool Started() const { return m_port != 0; }
-    ZrInetAddr Address() const;
+    ZrInetAddr Address() const {
+        ZrInetAddr address = ZrInetAddr::AddressLoopback();
+        address.Port(m_port);
+        return address;
+    }
     // Sends one JSON command line and returns the one-line answer ("" on failure).
-    std::string Command(const std::string& json);
+    std::string Command(const std::string& json) { return m_peer.Command(json); }
 
 private:
-    std::string m_control;
-    FILE* m_out = nullptr; // the child's standard output
+    kptest::ChildPeer m_peer{"tools/fssim/fssim.py", "--port 0", R"({"cmd": "quit"})"};
     unsigned m_port = 0;
 };

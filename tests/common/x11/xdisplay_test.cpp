@@ -109,8 +109,7 @@ TEST_F(WithServer, EventTurnsStopAtTheYieldLimitAndSetTheFastEvent) {
     } rows[] = {
         {"2", 5, "2* 2* 1"},          // two a turn
         {"-1", 5, "5"},               // negative: no limit
-        {"0", 3, "1* 1* 1"},          // zero acts as one
-        {"abc", 2, "1* 1"},           // not a number reads as zero
+        {"abc", 3, "1* 1* 1"},        // not a number reads as zero, which acts as one
         {"4294967298", 5, "2* 2* 1"}, // cut to 32 bits
         {"3xyz", 4, "3* 1"},          // trailing text ignored
         {nullptr, 40, "32* 8"},       // the default

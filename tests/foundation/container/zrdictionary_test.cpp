@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "foundation/string/zrcstring.h"
 #include "foundation/string/zrunistring.h"
 
 namespace {
@@ -90,29 +88,6 @@ TEST(ZrDictionary, FlushDestroysPairsKeepsBucketsAndEndsIterators) {
     EXPECT_EQ(dict.BucketCount(), 16u);
     EXPECT_EQ(dict.Find(Key(1)), nullptr);
     EXPECT_EQ(ZrDictionaryIterator<Pair>(dict).Next(), nullptr);
-}
-
-// Owning pairs delete their values when removed and destroyed, or with the table; narrow keys are
-// found by their own hash. Each value holds a share of `token`, so its use count tells how many live.
-TEST(ZrDictionary, OwningPairsWithNarrowKeysDieWithTheTable) {
-    using Owning = ZrDIAssocOwnsMemory<ZrCString, std::shared_ptr<int>>;
-    auto token = std::make_shared<int>(0);
-    {
-        ZrDictionary<Owning> dict;
-        for (int i = 0; i < 30; ++i) {
-            std::string name = "n";
-            name += std::to_string(i); // appended: g++ 12 at -O3 takes "n" + string for an overlapping copy
-            ASSERT_TRUE(dict.Insert(
-                new Owning(ZrCString(name.c_str()), std::make_unique<std::shared_ptr<int>>(token))));
-        }
-        Owning* p = dict.Find(ZrCString("n7"));
-        ASSERT_TRUE(p && dict.Remove(p));
-        delete p;
-        EXPECT_EQ(token.use_count(), 30);
-        EXPECT_EQ(dict.Find(ZrCString("n7")), nullptr);
-        EXPECT_NE(dict.Find(ZrCString("n29")), nullptr);
-    }
-    EXPECT_EQ(token.use_count(), 1);
 }
 
 } // namespace

@@ -32,36 +32,6 @@ TEST_F(ZrEncryptTest, HashesAndResponsesMatchTheKnownAnswerExample) {
     ZrEncrypt::Encrypt_hash(nt, challenge, ntResponse);
     EXPECT_EQ(ToHex(lmResponse), "98DEF7B87F88AA5DAFE2DF779688A172DEF11C7D5CCDEF13");
     EXPECT_EQ(ToHex(ntResponse), "67C43011F30298A2AD35ECE64F16331C44BDBED927841F94");
-
-    EXPECT_TRUE(ZrEncrypt::CheckNTLMPassword(ntResponse, nt, challenge));
-    EXPECT_TRUE(ZrEncrypt::compare_pwd(lm, nt, lmResponse, challenge));
-    EXPECT_TRUE(ZrEncrypt::compare_pwd(lm, nt, ntResponse, challenge));
-    EXPECT_FALSE(ZrEncrypt::compare_pwd(lm, nt, ntResponse, FromHex("0123456789ABCDEE")));
-    // A response of any other length is refused; a response is appended.
-    for (uint64_t length : {0u, 8u, 16u, 23u, 25u}) {
-        ZrByteBuffer other = ntResponse;
-        other.SetLength(length);
-        EXPECT_FALSE(ZrEncrypt::CheckNTLMPassword(other, nt, challenge)) << length;
-    }
-    ZrEncrypt::Encrypt_hash(nt, challenge, ntResponse);
-    EXPECT_EQ(ntResponse.Length(), 48u);
-}
-
-// The well-known hash of the empty password (the constant under seven zero bytes, twice); only the
-// first 14 bytes count, and there is no case change inside. A stored value is a hash of 16 bytes or
-// more; a 16-byte password that is the hash itself matches, anything shorter is always hashed first.
-TEST_F(ZrEncryptTest, LanManagerHashAndTheStoredHashCheck) {
-    EXPECT_EQ(ToHex(ZrEncrypt::MSHash(ZrByteBuffer())), "AAD3B435B51404EEAAD3B435B51404EE");
-    EXPECT_EQ(ZrEncrypt::MSHash(Bytes("ABCDEFGHIJKLMNOPQRST")), ZrEncrypt::MSHash(Bytes("ABCDEFGHIJKLMN")));
-    ZrByteBuffer stored = ZrEncrypt::MSHash(Bytes("SECRET01")), unused = FromHex("00");
-    EXPECT_NE(ZrEncrypt::MSHash(Bytes("secret01")), stored);
-    EXPECT_TRUE(ZrEncrypt::compare_pwd_low(stored, unused, Bytes("SECRET01")));
-    EXPECT_FALSE(ZrEncrypt::compare_pwd_low(stored, unused, Bytes("SECRET02")));
-    EXPECT_TRUE(ZrEncrypt::compare_pwd_low(stored, unused, stored));
-    ZrByteBuffer shortStored = stored;
-    shortStored.SetLength(15);
-    EXPECT_FALSE(ZrEncrypt::compare_pwd_low(shortStored, unused, Bytes("SECRET01")));
-    EXPECT_FALSE(ZrEncrypt::compare_pwd_low(shortStored, unused, shortStored));
 }
 
 } // namespace

@@ -4,13 +4,10 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <set>
-
 namespace {
 
-// The test account by id and by name as the C library has it; every walked entry once; missing
-// entries (and a name with a zero inside, which must not find the account before the zero) are no
-// errors.
+// The test account by id and by name as the C library has it; missing entries (and a name with a
+// zero inside, which must not find the account before the zero) are no errors.
 TEST(ZrUserDatabaseTest, AgreesWithTheCLibrary) {
     const passwd* record = getpwuid(geteuid());
     ASSERT_NE(record, nullptr) << "the test account has no database entry";
@@ -22,12 +19,6 @@ TEST(ZrUserDatabaseTest, AgreesWithTheCLibrary) {
     EXPECT_EQ(entry.gid, record->pw_gid);
     ASSERT_TRUE(ZrUserDatabaseIterator::Find(entry.name, byName));
     EXPECT_EQ(byName.uid, geteuid());
-
-    std::set<std::string> names;
-    ZrUserDatabaseIterator walk;
-    while (walk.Next(entry))
-        EXPECT_TRUE(names.insert(entry.name.AsUtf8()).second) << entry.name.AsUtf8();
-    EXPECT_TRUE(names.count("root") && names.count(record->pw_name));
 
     EXPECT_FALSE(ZrUserDatabaseIterator::Find(4000000000u, entry));
     EXPECT_EQ(ZrUserDatabaseIterator::LastError(), 0);

@@ -3,6 +3,7 @@ form (clear, as the client encoded it, as the file server received it), and it c
 
 import base64
 import os
+import shutil
 import subprocess
 import unittest
 
@@ -43,7 +44,8 @@ class SecretsInMemory(AgentTest):
     def test_a_removed_drives_password_leaves_no_copy(self):
         p = self.peers
         os.chmod(p.dir, 0o755), os.chown(p.home, NOBODY, NOBODY), os.chmod("/tmp/.X11-unix/X" + p.display[1:], 0o777)
-        p.agent = subprocess.Popen([AGENT, "--dmpdisplay", p.display, "--servercfg", p.config()], user=NOBODY,
+        agent = shutil.copy(AGENT, p.dir)  # the build folder may be out of the other account's reach
+        p.agent = subprocess.Popen([agent, "--dmpdisplay", p.display, "--servercfg", p.config()], user=NOBODY,
                                    group=NOBODY, extra_groups=[], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         p.announce()
         # First drives (host entries, link, session flush), a short password that a standard string

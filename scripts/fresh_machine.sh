@@ -63,6 +63,8 @@ if [ $# -eq 2 ]; then
 else
   root=$(mktemp -d "/var/tmp/kpatdmcl-fresh-$release.XXXXXX")
 fi
+# It becomes the system's "/", which every account must be able to search (mktemp makes it 0700).
+chmod 755 "$root"
 root=$(cd "$root" && pwd)
 logs=$root.log
 mkdir -p "$logs"

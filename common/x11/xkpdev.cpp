@@ -227,6 +227,9 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
         return;
     explicit_bzero(data, length);
     XFree(data);
+    // Without a connection nothing was received through Xlib, so nothing is left to overwrite.
+    if (!dpy)
+        return;
     // Xlib's transport reads into a fixed receive area and leaves what it copied out there until
     // later input overwrites it. The keyboard mapping is a reply whose length we choose (at least four
     // bytes per key code) and which reveals nothing; it lands at the start of the emptied area as the

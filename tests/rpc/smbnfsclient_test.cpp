@@ -129,6 +129,22 @@ TEST_F(SMBNFSClientTest, OnlyTheServerIsHeard) {
     EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
 }
 
+// Not against the simulator: a server that is down. The kernel's refusal of the first datagram,
+// still pending on the connected socket when the call is sent, does not make it a send error.
+TEST(SMBNFSClientSetup, ServerDownTimesOut) {
+    ZrInetAddr down;
+    {
+        ZrSocket free; // a port that nothing holds once this closes
+        ASSERT_TRUE(free.Bind(ZrInetAddr::AddressLoopback(), ZrSocket::datagram, false, 0, false));
+        ASSERT_TRUE(free.LocalAddress(down));
+    }
+    ZrSMBNFSClient client(down, 1);
+    ZrRPCMessageFromClient call;
+    ASSERT_EQ(client.SendServerRpcMessage(call), ZrRPCClientErrors::ERRCallSuccess);
+    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(),
+              "Connection timed out while contacting the server\nCheck the server is running");
+}
+
 // Not against the simulator: a socket that cannot be made cannot be bound.
 TEST(SMBNFSClientSetup, BindFailureIsTheFirstErrorText) {
 #ifdef __SANITIZE_ADDRESS__

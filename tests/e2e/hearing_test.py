@@ -23,17 +23,19 @@ NOBODY, STRANGER = 65534, 65533  # the agent's account and another one, as on a 
 HELD = "The file server's port is held by another account\nCheck the server is running\n"
 
 
+FORK = multiprocessing.get_context("fork")  # a stranger needs no interpreter of its own (/root may hide it)
+
+
 def stranger(conn, port):
-    """Another account's socket on 127.0.0.1:`port` (0: any), beside a socket with SO_REUSEADDR too. For
-    each (port, count, datagram) it is sent, says "go", sends the datagram `count` times to that port,
-    then sends back how many datagrams it has received."""
+    """Another account's socket on 127.0.0.1:`port` (0: any), with SO_REUSEADDR, so it may go beside such
+    a socket. For each (port, count, datagram) it is given it sends the datagram `count` times to that
+    port, then gives back how many datagrams it has received."""
     os.setgroups([]), os.setgid(STRANGER), os.setuid(STRANGER)
     s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     s.bind(("127.0.0.1", port))
     conn.send("bound")
     for to, count, datagram in iter(conn.recv, None):
-        conn.send("go")
         for _ in range(count):
             s.sendto(datagram, ("127.0.0.1", to))
         got = 0
@@ -42,34 +44,23 @@ def stranger(conn, port):
         conn.send(got)
 
 
-def cpu_seconds(pid):
+def cpu_seconds(pid):  # user and system time
     with open("/proc/%d/stat" % pid) as f:
-        fields = f.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")  # user and system time
-
-
-class Stranger:
-    def __init__(self, test, port):
-        fork = multiprocessing.get_context("fork")  # the child needs no interpreter of its own (/root may hide it)
-        self.conn, theirs = fork.Pipe()
-        self.proc = fork.Process(target=stranger, args=(theirs, port), daemon=True)
-        self.proc.start()
-        test.addCleanup(lambda: (self.proc.kill(), self.proc.join()))
-        test.assertEqual(self.conn.recv(), "bound")
-
-    def start_sending(self, port, datagram=b"", count=0):
-        self.conn.send((port, count, datagram))
-        assert self.conn.recv() == "go"
-
-    def received(self):
-        """Waits for the sending to end; the count of datagrams that reached the stranger so far."""
-        return self.conn.recv()
+        return sum(map(int, f.read().rsplit(")", 1)[1].split()[11:13])) / os.sysconf("SC_CLK_TCK")
 
 
 @unittest.skipUnless(os.geteuid() == 0, "runs the agent and a stranger as two other accounts")
 class Impostor(AgentTest):
     displays = 2
     fssim_args = ("--reuse-addr",)  # as some servers do: another account may bind the port beside it
+
+    def stranger(self, port):
+        conn, theirs = FORK.Pipe()
+        proc = FORK.Process(target=stranger, args=(theirs, port), daemon=True)
+        proc.start()
+        self.addCleanup(lambda: (proc.kill(), proc.join()))
+        self.assertEqual(conn.recv(), "bound")
+        return conn
 
     def set_ok(self, drives=1):
         return SET_OK.replace(USER, pwd.getpwuid(NOBODY).pw_name) * drives
@@ -79,37 +70,34 @@ class Impostor(AgentTest):
         self.add(1, "smb://pc1/C")
         self.set_configs(1)
         agent_port = self.peers.agent_address()[1]
-        fs = self.peers.procs[-1]
-        fs.terminate(), fs.wait()
-        stranger = Stranger(self, self.peers.port)
-        stranger.start_sending(agent_port, reply_accepted(0, 0, u32(105) + u32(2) + ustr(self.peers.displays[1]) + ustr("")), 1)
-        self.assertEqual(stranger.received(), 0)
+        self.peers.procs[-1].terminate(), self.peers.procs[-1].wait()  # the simulator
+        stranger = self.stranger(self.peers.port)
+        push = reply_accepted(0, 0, u32(105) + u32(2) + ustr(self.peers.displays[1]) + ustr(""))
+        self.assertEqual(stranger.send((agent_port, 1, push)) or stranger.recv(), 0)
         self.peers.wait_agent_idle()  # within its 10 s, not after the 30 s time-out
         self.assertEqual(self.peers.controls[1].call("clients")["clients"], [], "no display opened")
         self.add(2, "smb://pc1/D")
         self.assertEqual(self.peers.finish_agent(), (4, self.set_ok(), "The command failed: " + HELD))
-        stranger.start_sending(agent_port)
-        self.assertEqual(stranger.received(), 0, "nothing reached the stranger")
+        self.assertEqual(stranger.send((agent_port, 0, b"")) or stranger.recv(), 0, "nothing reached the stranger")
 
     def test_stranger_beside_a_running_server_gets_nothing_from_the_registration_on(self):
-        stranger = Stranger(self, self.peers.port)
+        stranger = self.stranger(self.peers.port)
         self.assertEqual(self.peers.run_agent(user=NOBODY), (0, "", HELD))
         self.assertEqual(self.peers.calls(), [], "nothing reached the server")
-        stranger.start_sending(self.peers.port)
-        self.assertEqual(stranger.received(), 0, "nothing reached the stranger")
+        self.assertEqual(stranger.send((self.peers.port, 0, b"")) or stranger.recv(), 0, "nothing reached the stranger")
 
     def test_two_floods_of_a_million_cost_nothing_and_fail_no_drive(self):
         self.start(user=NOBODY)
         self.peers.wait_agent_idle()
         pid, agent_port = self.peers.agent.pid, self.peers.agent_address()[1]
-        floods, before = [Stranger(self, 0), Stranger(self, 0)], cpu_seconds(pid)
+        floods, before = [self.stranger(0), self.stranger(0)], cpu_seconds(pid)
         for flood in floods:  # refusals that would end the agent with exit 4 if it took one
-            flood.start_sending(agent_port, reply_accepted(0, 0, u32(102) + ustr("error")), 1000000)
+            flood.send((agent_port, 1000000, reply_accepted(0, 0, u32(102) + ustr("error"))))
         for i in range(8):
             self.add(i + 1, "smb://pc1/D%d" % i)
             self.set_configs(i + 1)
-        self.assertFalse(any(f.conn.poll() for f in floods), "the drives were added during the floods")
-        self.assertEqual([f.received() for f in floods], [0, 0])
+        self.assertFalse(any(f.poll() for f in floods), "the drives were added during the floods")
+        self.assertEqual([f.recv() for f in floods], [0, 0])
         cpu = cpu_seconds(pid) - before
         self.assertLess(cpu, 1.0, "the agent spent %.2f s of CPU on the floods" % cpu)
         rc, out, err = self.close_display()

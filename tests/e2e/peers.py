@@ -74,16 +74,15 @@ class Peers:
 
     def start_agent(self, config=None, display=None, env=None, prefix=(), user=None):
         """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `user`, an
-        account (uid) to run it as, with the home, the displays and a copy of the agent in its reach."""
+        account (uid) to run it as, with the home, the displays and a copy of the agent (the build folder
+        may be out of its reach) in its reach."""
         environment = dict(os.environ)
         environment.update(env or {})
         agent, account = AGENT, {}
         if user is not None:
             os.chmod(self.dir, 0o755), os.chown(self.home, user, user)
-            for name in self.displays:
-                os.chmod("/tmp/.X11-unix/X" + name[1:], 0o777)
-            agent = shutil.copy(AGENT, self.dir)  # the build folder may be out of that account's reach
-            account = dict(user=user, group=user, extra_groups=[])
+            [os.chmod("/tmp/.X11-unix/X" + name[1:], 0o777) for name in self.displays]
+            agent, account = shutil.copy(AGENT, self.dir), dict(user=user, group=user, extra_groups=[])
         self.agent = subprocess.Popen([*prefix, agent, "--dmpdisplay", display or self.display, "--servercfg",
                                        config or self.config()],
                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment, **account)

@@ -13,56 +13,38 @@
 namespace {
 
 const std::string kHeading =
-    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid\n";
+                      "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid\n",
+                  kNone4 = "00000000:0000", kNone6 = std::string(32, '0') + ":0000";
 
-// One socket's line: its local and remote address fields, then the columns up to its owner.
-std::string Line(const std::string& local, const std::string& remote, const std::string& uid) {
+// One socket's line: its local and remote address fields and its owner, amid the other columns.
+std::string Line(const std::string& local, const std::string& uid, const std::string& remote = kNone4) {
     return "   7: " + local + " " + remote + " 07 00000000:00000000 00:00000000 00000000 " + uid +
-           "        0 4242 2 0000000000000000 0\n";
+           " 0 4242 2 0 0\n";
 }
 
-ZrInetAddr Server(uint32_t address = 0x7F000001) {
-    ZrInetAddr server(address);
-    EXPECT_TRUE(server.Port(7000));
-    return server;
-}
-
-TEST(UdpPortHolders, EverySocketThatWouldReceiveIsFound) {
-    const std::string none4 = "00000000:0000", none6 = std::string(32, '0') + ":0000";
-    const std::string udp = kHeading + Line("0100007F:1B58", none4, "1") + Line("00000000:1B58", none4, "2") +
-                            Line("0200007F:1B58", none4, "3") + Line("0100007F:1B59", none4, "4") +
-                            Line("0100007F:1B58", "0100000A:0035", "5");
-    const std::string udp6 = kHeading + Line(std::string(32, '0') + ":1B58", none6, "6") +
-                             Line("0000000000000000FFFF00000100007F:1B58", none6, "7") +
-                             Line("00000000000000000000000001000000:1B58", none6, "8") +
-                             Line("0000000000000000FFFF00000200007F:1B58", none6, "9");
-    ZrUdpPortHolders holders;
-    ASSERT_TRUE(holders.ReadTable(udp, false, Server()));
-    ASSERT_TRUE(holders.ReadTable(udp6, true, Server()));
-    EXPECT_EQ(holders.Owners(), (std::vector<uint32_t>{1, 2, 5, 6, 7}));
-    // The wildcard address stands for loopback.
-    ZrUdpPortHolders any;
-    ASSERT_TRUE(any.ReadTable(udp, false, Server(0)));
-    EXPECT_EQ(any.Owners(), (std::vector<uint32_t>{1, 2, 5}));
-}
-
-TEST(UdpPortHolders, WhatIsNoTableFailsWhole) {
-    const std::string none4 = "00000000:0000", good = Line("0100007F:1B58", none4, "0");
-    const std::string texts[] = {
-        "",
-        good,                                                     // no heading
-        kHeading + good.substr(0, good.size() - 1),               // cut short
-        kHeading + good + Line("0100007F:1B5", none4, "0"),       // three port digits
-        kHeading + good + Line("0100007G:1B58", none4, "0"),      // not hexadecimal
-        kHeading + good + Line("0100007F:1B58", "00000000", "0"), // remote without port
-        kHeading + good + Line("0100007F:1B58", none4, "-1"),
-        kHeading + good + Line("0100007F:1B58", none4, "4294967296"),
-        kHeading + good + "   7: 0100007F:1B58\n",
-        kHeading + good + Line(std::string(32, '0') + ":1B58", none4, "0"), // an IPv6 line
-    };
-    for (const std::string& text : texts) {
+TEST(UdpPortHolders, EverySocketThatWouldReceiveIsFoundAndNoTableFailsWhole) {
+    const std::string udp = kHeading + Line("0100007F:1B58", "1") + Line("00000000:1B58", "2") +
+                            Line("0200007F:1B58", "3") + Line("0100007F:1B59", "4") +
+                            Line("0100007F:1B58", "5", "0100000A:0035");
+    const std::string udp6 = kHeading + Line(std::string(32, '0') + ":1B58", "6", kNone6) +
+                             Line("0000000000000000FFFF00000100007F:1B58", "7", kNone6) +
+                             Line("00000000000000000000000001000000:1B58", "8", kNone6) +
+                             Line("0000000000000000FFFF00000200007F:1B58", "9", kNone6);
+    for (uint32_t address : {0x7F000001u, 0u}) { // the wildcard address stands for loopback
+        ZrInetAddr server(address);
+        ASSERT_TRUE(server.Port(7000));
         ZrUdpPortHolders holders;
-        EXPECT_FALSE(holders.ReadTable(text, false, Server())) << text;
+        ASSERT_TRUE(holders.ReadTable(udp, false, server) && holders.ReadTable(udp6, true, server));
+        EXPECT_EQ(holders.Owners(), (std::vector<uint32_t>{1, 2, 5, 6, 7}));
+    }
+    const std::string good = Line("0100007F:1B58", "0"), table = kHeading + good;
+    for (const std::string& text :
+         {std::string(), good, table.substr(0, table.size() - 1), table + Line("0100007F:1B5", "0"),
+          table + Line("0100007G:1B58", "0"), table + Line("0100007F:1B58", "0", "00000000"),
+          table + Line("0100007F:1B58", "-1"), table + Line("0100007F:1B58", "4294967296"),
+          table + "   7: 0100007F:1B58\n", table + Line(std::string(32, '0') + ":1B58", "0")}) {
+        ZrUdpPortHolders holders;
+        EXPECT_FALSE(holders.ReadTable(text, false, ZrInetAddr(0x7F000001u))) << text;
         EXPECT_NE(holders.LastError().Length(), 0u);
     }
 }

@@ -1,33 +1,13 @@
 #include "net/zrudpportholders.h"
 
 #include <fcntl.h>
-#include <ifaddrs.h>
 #include <netinet/in.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
+#include <cstring>
 
 namespace {
-
-// The whole of a file that reports no size (a /proc table); false on any failure, with errno.
-bool ReadAll(const char* path, std::string& out) {
-    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    char chunk[8192];
-    ssize_t n;
-    while ((n = ::read(fd, chunk, sizeof chunk)) != 0) {
-        if (n > 0)
-            out.append(chunk, static_cast<size_t>(n));
-        else if (errno != EINTR)
-            break;
-    }
-    int error = errno;
-    ::close(fd);
-    errno = error;
-    return n == 0;
-}
 
 // `count` hexadecimal digits, the first the most significant, and nothing else.
 bool Hex(std::string_view digits, size_t count, uint32_t& value) {
@@ -95,16 +75,17 @@ bool ZrUdpPortHolders::IsLocalAddress(const ZrInetAddr& address) {
     uint32_t host = address.AsUint32();
     if (host == 0 || host >> 24 == 127)
         return true;
-    ifaddrs* list = nullptr;
-    if (::getifaddrs(&list) != 0)
+    // Only an address of this host can be bound (unless the system lets any be, and then the
+    // address counts as local: a check too many costs one reading of the tables).
+    int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
         return true;
-    bool local = false;
-    for (ifaddrs* i = list; i && !local; i = i->ifa_next)
-        local = i->ifa_addr && i->ifa_addr->sa_family == AF_INET &&
-                reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr ==
-                    address.SockAddr().sin_addr.s_addr;
-    ::freeifaddrs(list);
-    return local;
+    sockaddr_in local = address.SockAddr();
+    local.sin_port = 0;
+    bool bound = ::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+    int error = errno;
+    ::close(fd);
+    return bound || error != EADDRNOTAVAIL;
 }
 
 bool ZrUdpPortHolders::Fail(const char* why) {
@@ -112,51 +93,88 @@ bool ZrUdpPortHolders::Fail(const char* why) {
     return false;
 }
 
-bool ZrUdpPortHolders::ReadTable(std::string_view table, bool ipv6, const ZrInetAddr& address) {
+bool ZrUdpPortHolders::ReadLine(std::string_view line, bool ipv6, const ZrInetAddr& address) {
     const int words = ipv6 ? 4 : 1;
+    std::string_view slot = NextField(line), local = NextField(line), remote = NextField(line);
+    uint32_t ours[4] = {}, theirs[4] = {}, port = 0, remotePort = 0, uid = 0;
+    for (int skip = 0; skip < 4; ++skip) // state, queues, timer, retransmits
+        (void)NextField(line);
+    std::string_view owner = NextField(line);
+    if (slot.size() < 2 || slot.back() != ':' || !Address(local, words, ours, port) ||
+        !Address(remote, words, theirs, remotePort) || !Decimal(owner, uid))
+        return Fail("a line of the socket table does not read as a socket");
     // A datagram for 0.0.0.0 is delivered to loopback.
     const uint32_t wanted = address.AsUint32() == 0 ? ZrInetAddr::AddressLoopback().SockAddr().sin_addr.s_addr
                                                     : address.SockAddr().sin_addr.s_addr;
     const uint32_t mapped = htonl(0xFFFF);
-    // A table read whole ends with its last line's end; the first line names the columns.
-    size_t end = table.find('\n');
-    std::string_view heading = table.substr(0, end);
-    size_t first = heading.find_first_not_of(' ');
-    if (table.empty() || table.back() != '\n' || first == std::string_view::npos ||
-        heading.substr(first, 3) != "sl ")
+    bool receives = ipv6 ? ours[0] == 0 && ours[1] == 0 &&
+                               ((ours[2] == 0 && ours[3] == 0) || (ours[2] == mapped && ours[3] == wanted))
+                         : ours[0] == 0 || ours[0] == wanted;
+    if (port == address.GetPort() && receives)
+        m_owners.push_back(uid);
+    return true;
+}
+
+bool ZrUdpPortHolders::ReadHeading(std::string_view line) {
+    size_t first = line.find_first_not_of(' ');
+    if (first == std::string_view::npos || line.substr(first, 3) != "sl ")
         return Fail("the socket table does not start with its heading");
+    return true;
+}
+
+bool ZrUdpPortHolders::ReadTable(std::string_view table, bool ipv6, const ZrInetAddr& address) {
+    // A table read whole ends with its last line's end; the first line names the columns.
+    if (table.empty() || table.back() != '\n')
+        return Fail("the socket table ends inside a line");
+    size_t end = table.find('\n');
+    if (!ReadHeading(table.substr(0, end)))
+        return false;
     for (size_t at = end + 1; at < table.size(); at = end + 1) {
         end = table.find('\n', at);
-        std::string_view line = table.substr(at, end - at);
-        std::string_view slot = NextField(line), local = NextField(line), remote = NextField(line);
-        uint32_t ours[4] = {}, theirs[4] = {}, port = 0, remotePort = 0, uid = 0;
-        for (int skip = 0; skip < 4; ++skip) // state, queues, timer, retransmits
-            (void)NextField(line);
-        std::string_view owner = NextField(line);
-        if (slot.size() < 2 || slot.back() != ':' || !Address(local, words, ours, port) ||
-            !Address(remote, words, theirs, remotePort) || !Decimal(owner, uid))
-            return Fail("a line of the socket table does not read as a socket");
-        if (port != address.GetPort())
-            continue;
-        bool receives = ipv6
-                            ? ours[0] == 0 && ours[1] == 0 &&
-                                  ((ours[2] == 0 && ours[3] == 0) || (ours[2] == mapped && ours[3] == wanted))
-                            : ours[0] == 0 || ours[0] == wanted;
-        if (receives)
-            m_owners.push_back(uid);
+        if (!ReadLine(table.substr(at, end - at), ipv6, address))
+            return false;
     }
     return true;
 }
 
+bool ZrUdpPortHolders::ReadTableFile(const char* path, bool ipv6, const ZrInetAddr& address) {
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return (ipv6 && errno == ENOENT) || Fail("a UDP socket table cannot be opened");
+    // Line by line through a small buffer: the agent reads the tables before every call, and a
+    // whole table of a busy host would leave its heap grown for nothing.
+    char buffer[1024];
+    size_t held = 0;
+    bool heading = true, ok = true;
+    for (;;) {
+        ssize_t n = ::read(fd, buffer + held, sizeof buffer - held);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (n < 0 || heading || held != 0)
+                ok = Fail(n < 0 ? "a UDP socket table cannot be read" : "the socket table is cut short");
+            break;
+        }
+        held += static_cast<size_t>(n);
+        std::string_view text(buffer, held);
+        size_t at = 0;
+        for (size_t end; ok && (end = text.find('\n', at)) != std::string_view::npos; at = end + 1) {
+            ok = heading ? ReadHeading(text.substr(at, end - at))
+                         : ReadLine(text.substr(at, end - at), ipv6, address);
+            heading = false;
+        }
+        if (ok && at == 0 && held == sizeof buffer)
+            ok = Fail("a line of the socket table is too long");
+        if (!ok)
+            break;
+        std::memmove(buffer, buffer + at, held - at);
+        held -= at;
+    }
+    ::close(fd);
+    return ok;
+}
+
 bool ZrUdpPortHolders::Read(const ZrInetAddr& address) {
     m_owners.clear();
-    std::string table;
-    if (!ReadAll("/proc/net/udp", table))
-        return Fail("the UDP socket table cannot be read");
-    if (!ReadTable(table, false, address))
-        return false;
-    table.clear();
-    if (!ReadAll("/proc/net/udp6", table))
-        return errno == ENOENT || Fail("the UDP6 socket table cannot be read");
-    return ReadTable(table, true, address);
+    return ReadTableFile("/proc/net/udp", false, address) && ReadTableFile("/proc/net/udp6", true, address);
 }

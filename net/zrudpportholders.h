@@ -16,7 +16,7 @@
 class ZrUdpPortHolders {
 public:
     // True when the address (port aside) is this host's: loopback, the wildcard, or an address of
-    // one of its interfaces; also when the interfaces cannot be listed, so that callers check.
+    // one of its interfaces (one it can bind to); also when that cannot be told, so that callers check.
     static bool IsLocalAddress(const ZrInetAddr& address);
 
     // Reads both tables of this host and keeps the owners of every socket bound to the address's
@@ -25,6 +25,8 @@ public:
     [[nodiscard]] bool Read(const ZrInetAddr& address);
     // The same for the text of one table (`ipv6`: the layout of udp6); owners are appended.
     [[nodiscard]] bool ReadTable(std::string_view table, bool ipv6, const ZrInetAddr& address);
+    // The same for a table file, read line by line (a missing udp6 table holds nothing).
+    [[nodiscard]] bool ReadTableFile(const char* path, bool ipv6, const ZrInetAddr& address);
 
     // One uid per socket found, in table order (an account holding two sockets comes twice).
     const std::vector<uint32_t>& Owners() const { return m_owners; }
@@ -32,6 +34,8 @@ public:
 
 private:
     bool Fail(const char* why);
+    bool ReadHeading(std::string_view line);
+    bool ReadLine(std::string_view line, bool ipv6, const ZrInetAddr& address);
 
     std::vector<uint32_t> m_owners;
     ZrUniString m_lastError;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,22 @@ TEST(UdpPortHolders, EverySocketThatWouldReceiveIsFoundAndNoTableFailsWhole) {
         ZrUdpPortHolders holders;
         EXPECT_FALSE(holders.ReadTable(text, false, ZrInetAddr(0x7F000001u))) << text;
         EXPECT_NE(holders.LastError().Length(), 0u);
+    }
+}
+
+// Read through its small buffer, a long file gives what its whole text gives; one cut short fails.
+TEST(UdpPortHolders, FilesAreReadAsTheirText) {
+    std::string table = kHeading, path = ::testing::TempDir() + "udp";
+    for (int i = 0; i < 60; ++i)
+        table += Line(i % 7 ? "0100007F:1B58" : "00000000:1B58", std::to_string(i));
+    for (const std::string& text : {table, table.substr(0, 4000)}) {
+        std::FILE* f = std::fopen(path.c_str(), "w");
+        ASSERT_TRUE(f) << path;
+        ZrUdpPortHolders fromFile, fromText;
+        EXPECT_EQ(std::fwrite(text.data(), 1, text.size(), f) + std::fclose(f), text.size());
+        EXPECT_EQ(fromFile.ReadTableFile(path.c_str(), false, ZrInetAddr(0x7F000001u)),
+                  fromText.ReadTable(text, false, ZrInetAddr(0x7F000001u)));
+        EXPECT_EQ(fromFile.Owners(), fromText.Owners());
     }
 }
 

@@ -141,9 +141,11 @@ bool ZrUdpPortHolders::ReadTableFile(const char* path, bool ipv6, const ZrInetAd
     int fd = ::open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return (ipv6 && errno == ENOENT) || Fail("a UDP socket table cannot be opened");
-    // Line by line through a small buffer: the agent reads the tables before every call, and a
-    // whole table of a busy host would leave its heap grown for nothing.
-    char buffer[1024];
+    // Line by line through a buffer on the stack: the agent reads the tables before every call, and
+    // a whole table of a busy host would leave its heap grown for nothing. The kernel walks its whole
+    // socket hash table for each read that finds its page of lines used up, so the buffer takes a
+    // page at a time: fewer reads, fewer walks.
+    char buffer[4096];
     size_t held = 0;
     bool heading = true, ok = true;
     for (;;) {

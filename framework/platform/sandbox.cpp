@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
+#include <linux/fs.h>
 #include <linux/landlock.h>
 #include <linux/seccomp.h>
 #include <sched.h>
@@ -131,13 +132,14 @@ constexpr uint32_t kEnosys = SECCOMP_RET_ERRNO | (ENOSYS & SECCOMP_RET_DATA);
 
 constexpr uint32_t kArchOffset = offsetof(seccomp_data, arch);
 constexpr uint32_t kNrOffset = offsetof(seccomp_data, nr);
-// The low half of clone's first argument, where the flags that matter live.
-constexpr uint32_t kFlagsOffset =
-    offsetof(seccomp_data, args) + (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 4 : 0);
+// The low half of a system call's argument: clone's flags that matter, ioctl's request (an int).
+constexpr uint32_t LowHalf(int argument) {
+    return offsetof(seccomp_data, args) + 8 * argument + (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 4 : 0);
+}
 
 // The program is built in place: in a process that runs once per session, every heap page counts.
 struct FilterProgram {
-    sock_filter code[2 * std::size(kRefused) + 24];
+    sock_filter code[2 * std::size(kRefused) + 32];
     unsigned short size = 0;
 
     void Statement(uint16_t op, uint32_t k) { code[size++] = sock_filter{op, 0, 0, k}; }
@@ -165,6 +167,15 @@ bool InstallFilter() {
         p.Jump(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(nr), 0, 1);
         p.Statement(BPF_RET | BPF_K, kEperm);
     }
+    // ioctl: the requests that set a file's attribute flags (no-dump, no-atime, project and the like)
+    // need only a file open for reading; the agent sets none.
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_ioctl, 0, 6);
+    p.Statement(BPF_LD | BPF_W | BPF_ABS, LowHalf(1));
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, FS_IOC_SETFLAGS, 2, 0);
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, FS_IOC32_SETFLAGS, 1, 0);
+    p.Jump(BPF_JMP | BPF_JEQ | BPF_K, FS_IOC_FSSETXATTR, 0, 1);
+    p.Statement(BPF_RET | BPF_K, kEperm);
+    p.Statement(BPF_RET | BPF_K, kAllow);
     // clone3 passes its flags in memory the filter cannot read. It is refused as unknown to the kernel,
     // so that the C library creates its threads through clone, whose flags are in a register.
     p.Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 0, 1);
@@ -172,7 +183,7 @@ bool InstallFilter() {
     // clone: threads only (CLONE_THREAD); a new process is refused.
     p.Jump(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 1, 0);
     p.Statement(BPF_RET | BPF_K, kAllow);
-    p.Statement(BPF_LD | BPF_W | BPF_ABS, kFlagsOffset);
+    p.Statement(BPF_LD | BPF_W | BPF_ABS, LowHalf(0));
     p.Jump(BPF_JMP | BPF_JSET | BPF_K, CLONE_THREAD, 0, 1);
     p.Statement(BPF_RET | BPF_K, kAllow);
 #ifdef KP_LEAK_CHECKER

@@ -20,9 +20,9 @@ struct Confinement {
 // is never served (Landlock ABI 4); signals reach no other process (ABI 6). Then a system-call filter
 // that refuses starting programs, new processes (threads stay), tracing, mounts, module loading, kexec,
 // BPF, performance events, the key ring, userfaultfd, namespaces, personality changes, and changing a
-// file's mode, owner, extended attributes or times; it answers calls newer than the build's headers as
-// unknown, and kills the process for a foreign system-call convention. Without no_new_privs neither is
-// installed.
+// file's mode, owner, extended attributes, attribute flags or times; it answers calls newer than the
+// build's headers as unknown, and kills the process for a foreign system-call convention. Without
+// no_new_privs neither is installed.
 Confinement Confine(const char* linkPath);
 
 } // namespace platform

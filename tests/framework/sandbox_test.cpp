@@ -8,7 +8,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <linux/fs.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -67,7 +69,7 @@ TEST(Sandbox, RefusesProgramsProcessesAndWritesButKeepsThreadsReadingAndTheLink)
         constexpr long kFchmodat2 = 452; // numbered alike on every architecture, which the first call proves
         const bool fchmodat2 = chmod(file, 0640) == 0 && syscall(kFchmodat2, AT_FDCWD, file, 0640, 0) == 0;
         const platform::Confinement done = platform::Confine(link.c_str());
-        int fd = -1;
+        int fd = -1, flags = 0;
         struct stat st{};
         char* argv[] = {const_cast<char*>("true"), nullptr};
         const bool rules = done.fileSystem; // without them, the writes simply succeed
@@ -89,6 +91,8 @@ TEST(Sandbox, RefusesProgramsProcessesAndWritesButKeepsThreadsReadingAndTheLink)
             {"fremovexattr", Refused(fremovexattr(fd, "user.kp"), EPERM)},
             {"utimensat", Refused(utimensat(AT_FDCWD, file, nullptr, 0), EPERM)},
             {"utimes", Refused(utimes(file, nullptr), EPERM)},
+            {"set flags",
+             (ioctl(fd, FS_IOC_GETFLAGS, &flags), Refused(ioctl(fd, FS_IOC_SETFLAGS, &flags), EPERM))},
             {"write", Refused(open(outside.c_str(), O_WRONLY), EACCES) == rules},
             {"write in", Refused(open(inside.c_str(), O_WRONLY), EACCES) == rules},
             {"create in", Refused(open((links + "/new").c_str(), O_CREAT | O_RDONLY, 0600), EACCES) == rules},

@@ -87,6 +87,7 @@ TEST(Sandbox, RefusesProgramsProcessesWritesAndFileChangesButKeepsThreadsReading
             {"flags", Refused((ioctl(fd, FS_IOC_GETFLAGS, &bits), ioctl(fd, FS_IOC_SETFLAGS, &bits)), EPERM)},
             {"write", Refused(open(outside.c_str(), O_WRONLY), EACCES) == rules},
             {"write in", Refused(open(inside.c_str(), O_WRONLY), EACCES) == rules},
+            {"truncate", Refused(truncate(inside.c_str(), 0), EACCES) == (rules && abi >= 3)},
             {"create in", Refused(open((links + "/new").c_str(), O_CREAT | O_RDONLY, 0600), EACCES) == rules},
             {"symlink", Refused(symlink("/srv", (root + "/link").c_str()), EACCES) == rules},
             {"unlink", Refused(unlink(outside.c_str()), EACCES) == rules},

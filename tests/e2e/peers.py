@@ -73,9 +73,8 @@ class Peers:
         return path
 
     def start_agent(self, config=None, display=None, env=None, prefix=(), user=None):
-        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `user`, an
-        account (uid) to run it as, with the home, the displays and a copy of the agent (the build folder
-        may be out of its reach) in its reach."""
+        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `user`, an account (uid)
+        to run it as, given the home, the displays and a copy of the agent (the build folder may be out of reach)."""
         environment = dict(os.environ)
         environment.update(env or {})
         agent, account = AGENT, {}

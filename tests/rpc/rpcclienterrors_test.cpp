@@ -21,7 +21,6 @@ TEST(RPCClientErrors, TableOfTexts) {
         {10, "The client has received a response to a unknown request\nCould not process the request"},
         {20, "Failed to find loopback address\nCheck the loopback interface is up"},
         {24, "Failed to set send buffer size\nClient cannot process request"},
-        {25, "The file server's port is held by another account\nCheck the server is running"},
         {100, "\n"},
         {5, "Unrecognized error\nCould not process the request"},
         {4294967295u, "Unrecognized error\nCould not process the request"},

@@ -3,7 +3,6 @@
 #include <sys/select.h>
 
 #include "foundation/crypto/zrsecurewipe.h"
-#include "net/zrudpportholders.h"
 
 #include <cerrno>
 #include <chrono>
@@ -56,13 +55,12 @@ void ZrRPCClient::TrustPortHolder(uint32_t owner) {
 ZrRPCClient::PortHolders ZrRPCClient::ServerPortHolders() {
     if (!m_checkPort || !m_serverLocal)
         return portTrusted;
-    ZrUdpPortHolders holders;
-    if (!holders.Read(m_server))
+    if (!m_portHolders.Read(m_server))
         return portHeldByAnother; // what cannot be read cannot be trusted
-    for (uint32_t uid : holders.Owners())
+    for (uint32_t uid : m_portHolders.Owners())
         if (uid != 0 && uid != m_portOwner)
             return portHeldByAnother;
-    return holders.Owners().empty() ? portFree : portTrusted;
+    return m_portHolders.Owners().empty() ? portFree : portTrusted;
 }
 
 ZrRPCClient::MessageError ZrRPCClient::SendServerRpcMessage(ZrRPCMessageFromClient& call) {

@@ -72,12 +72,13 @@ class Peers:
             f.write(text)
         return path
 
-    def start_agent(self, config=None, display=None, env=None, prefix=()):
-        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say)."""
+    def start_agent(self, config=None, display=None, env=None, prefix=(), args=()):
+        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `args` follow
+        the agent's own options."""
         environment = dict(os.environ)
         environment.update(env or {})
         self.agent = subprocess.Popen([*prefix, AGENT, "--dmpdisplay", display or self.display, "--servercfg",
-                                       config or self.config()],
+                                       config or self.config(), *args],
                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment)
         return self.agent
 
@@ -87,9 +88,8 @@ class Peers:
         return proc.returncode, out.decode(), err.decode()
 
     def wait_agent_idle(self):
-        """Waits until the agent blocks in its event wait with nothing left to do. Closing the display
-        while it is still busy with X races Xlib's own reading: Xlib would see the end of the connection
-        first and end the process through its I/O-error path (exit 1) instead of the loop's (exit 0)."""
+        """Waits until the agent blocks in its event wait with nothing left to do: what was sent to it
+        has been handled, and its memory is at rest."""
         path = "/proc/%d/syscall" % self.agent.pid
         pselect = {"x86_64": "270", "aarch64": "72"}.get(os.uname().machine)
 

@@ -38,7 +38,10 @@ void ClientWrapper::CreateSymlink(const ZrUniString& host) {
 
 bool ClientWrapper::DeleteSymlink() {
     ZrUniString link = LinkPath();
-    if (!FileIsSymlink(link) || Unlink(link))
+    if (FileIsSymlink(link))
+        Unlink(link);
+    // Whatever the removal said, what counts is whether the link is still there.
+    if (!FileIsSymlink(link))
         return true;
     m_err << "Failed to remove the link: " << link << "\n";
     m_err.Flush();

@@ -169,23 +169,6 @@ class Drives(AgentTest):
         self.assertIn("Successfully disconnected %s/pc1\n" % USER, out)
         self.assertEqual(len(self.peers.calls(102)), 5, "four changes and the clean-up")
 
-    def test_display_lost_withdraws_everything(self):
-        self.start()
-        self.add(1, "smb://pc1/C")
-        self.add(2, "smb://pc2/D")
-        self.set_configs(2)
-        rc, out, err = self.close_display()
-        self.assertEqual((rc, err), (0, ""))
-        cleanup = self.set_configs(3)[2]
-        self.assertEqual(sorted(cleanup), sorted([BASE + "pc1/C/winname", BASE + "pc1/C/password",
-                                                  BASE + "pc1/winname", BASE + "pc1/password",
-                                                  BASE + "pc2/D/winname", BASE + "pc2/D/password"]))
-        self.assertTrue(all(v == [""] for v in cleanup.values()))
-        self.assertEqual([c["request"]["user"] for c in self.peers.calls(106)], [USER])
-        self.assertEqual(self.peers.calls(101)[-1]["request"]["machine"], "*")
-        self.assertTrue(out.endswith("Successfully disconnected %s/*\n" % USER), out)
-        self.assertFalse(os.path.lexists(self.peers.link()))
-
     def test_burst_beyond_the_yield_limit_is_handled_without_further_traffic(self):
         # Events that Xlib has already queued are reported by no descriptor; they must still be taken up.
         self.start(env={"COMMON_X11_EVENTS_YIELD_LIMIT": "2"})
@@ -224,13 +207,6 @@ class ServerReplies(AgentTest):
         rc, out, err = self.peers.run_agent()
         self.assertEqual((rc, out, err), (0, "", ""))
         self.assertEqual([c["proc"] for c in self.peers.calls()], [105])
-
-    def test_display_that_cannot_be_opened(self):
-        rc, out, err = self.peers.run_agent(display=":999")
-        self.assertEqual(rc, 5)
-        self.assertEqual(err, "Failed to open X display: :999\n")
-        procs = [c["proc"] for c in self.peers.calls()]
-        self.assertEqual(procs, [105, 102, 106, 101], "registered, then cleaned up before the exit")
 
 
 class SecondDisplay(AgentTest):

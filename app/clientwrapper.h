@@ -6,6 +6,8 @@
 // (EndSession).
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 
 #include "app/exitcodes.h"
@@ -135,9 +137,14 @@ private:
     void Report(const char* text, const ZrUniString& argument, bool quoted);
     [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code);
     [[noreturn]] static void ExitWith(int code);
+    // After a call whose failure says nothing by itself: the held-port text, if that was why.
+    void ReportHeldPort();
 
     std::unique_ptr<ZrSMBNFSClient> m_pClient;
     ServerConfig m_serverConfig;
+    // Who owns the server configuration read: besides root, the one account trusted to hold a local
+    // file server's port.
+    uid_t m_configOwner = 0;
     ZrOFStream& m_out;
     ZrOFStream& m_err;
     DeviceTable m_devices{10};

@@ -139,6 +139,8 @@ ZrUniString ClientWrapper::SendFlushSession(const ZrUniString& host) {
     if (reply.Length() == 0) {
         m_out << "Successfully disconnected " << user << "/" << host << "\n";
         m_out.Flush();
+    } else {
+        ReportHeldPort();
     }
     return reply;
 }
@@ -168,7 +170,9 @@ bool ClientWrapper::CleanUp() {
     clean = DeleteSymlink() && clean;
     const ZrUniString flushed = SendFlushSession(ZrUniString("*"));
     if (flushed.Length()) {
-        ReportBadReturn(flushed);
+        // A held port has had its line already.
+        if (m_pClient->Status() != ZrRPCClientErrors::ERRPortHeld)
+            ReportBadReturn(flushed);
         clean = false;
     }
     return clean;

@@ -70,8 +70,7 @@ class Impostor(AgentTest):
         self.peers.wait_agent_idle()  # within its 10 s, not after the 30 s time-out
         self.assertEqual(self.peers.controls[1].call("clients")["clients"], [], "no display opened")
         self.add(1, "smb://pc1/D")
-        self.peers.wait_agent_idle()
-        # The drive is reported and serving goes on; the clean-up tries every step and reports each.
+        self.peers.wait_agent_idle()  # the drive reported, serving goes on; then each clean-up step fails
         self.assertEqual(self.close_display(), (4, "", ("The command failed: " + HELD) * 3 + HELD))
         self.assertEqual(stranger.send((agent_port, 0, b"")) or stranger.recv(), 0, "nothing reached the stranger")
 

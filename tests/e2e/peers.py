@@ -73,9 +73,8 @@ class Peers:
         return path
 
     def start_agent(self, config=None, display=None, env=None, prefix=(), user=None, args=()):
-        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `user`, an account (uid)
-        to run it as, given the home, the displays and a copy of the agent (the build folder may be out of reach);
-        `args` follow the agent's own options."""
+        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say), `args` follow its options;
+        `user`, an account (uid) to run it as, given the home, the displays and a copy of the agent."""
         environment = dict(os.environ)
         environment.update(env or {})
         agent, account = AGENT, {}

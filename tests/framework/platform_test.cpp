@@ -72,9 +72,8 @@ TEST(PlatformDispatcherTest, StepReturnsMinusOneAtItsTimeOutOrTheCountOfReadySoc
     EXPECT_EQ(notify.received, "hello");
 }
 
-// A signal recorded while outside the wait (here: before it) is taken by the next wait, which returns
-// at once: none can land between the loop's last look and its wait. Those still pending when the
-// recording ends belong to the ending under way: the first one's request stands, none ends the process.
+// A signal recorded outside the wait is taken by the next wait, which returns at once; those pending
+// when the recording ends belong to the ending under way: the first one's request stands.
 TEST(CurrentProcessTest, RecordedSignalsAreSeenByTheNextWaitAndTheFirstStands) {
     Watchdog watchdog;
     SocketPair pair;

@@ -41,7 +41,6 @@ void Main(int argc, char** argv, int& exitCode) {
     CheckHasArguments(argc);
     platform::Dispatcher dispatcher;
     ClientWrapper client(cout, cerr, dispatcher);
-    g_pClientWrapper = &client;
     // An X I/O error ends the process from inside Xlib; what was configured is withdrawn first.
     DMPManager::SetCleanUp([&client] { client.CleanUp(); });
     // The endpoint's one message of its own goes out through the same standard-output stream.
@@ -63,6 +62,5 @@ void Main(int argc, char** argv, int& exitCode) {
         client.CleanUp();
     }
     DMPManager::SetCleanUp(nullptr);
-    g_pClientWrapper = nullptr;
     exitCode = kExitNormal;
 }

@@ -49,7 +49,7 @@ void ClientWrapper::SendSetConfigFromFile(const ZrUniString& path) {
     ZrUniString text;
     // Forwarded as far as it decodes; the file server judges the text.
     (void)text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);
-    bytes.Wipe(); // personal configuration may hold passwords
+    bytes.Clear(); // personal configuration may hold passwords: its last reference goes (and wipes it) now
     SendSetConfig(text);
 }
 

@@ -61,10 +61,7 @@ void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString
     if (before == 0)
         AddHostConfig(db, lowerHost, user, password);
     AddShareConfig(db, lowerHost, share, user, password);
-    ZrUniString text = db.ToString(-1);
-    password.Wipe();
-    SendSetConfig(text);
-    text.Wipe();
+    SendSetConfig(db.ToString(-1));
     if (before == 0)
         CreateSymlink(lowerHost);
 }

@@ -32,7 +32,6 @@ public:
     void OnKPDMPAddDevice(buffer::Buffer& data) override;
     void OnKPDMPRemoveDevice(buffer::Buffer& data) override;
 
-    IDMPEnumNotify* Notify() const { return m_pNotify; }
     // Keyed by the device id read as a signed number.
     const std::map<int32_t, std::unique_ptr<DMPDevice>>& Devices() const { return m_devices; }
 

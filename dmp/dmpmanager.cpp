@@ -15,8 +15,7 @@ std::function<void()>& CleanUp() {
 
 } // namespace
 
-DMPManager::DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& controller)
-    : m_dispatcher(dispatcher), m_controller(controller) {
+DMPManager::DMPManager(IDMPEnumNotify& controller) : m_controller(controller) {
     rdp::XDisplay::SetIOErrorHandler(&DMPManager::FatalError);
 }
 

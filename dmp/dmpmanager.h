@@ -1,7 +1,7 @@
 // DMPManager: owns the DMP displays and their endpoints, keeps one display active (the one that has
 // announced the agent), and drains the active display's queued events once per main-loop iteration.
-// Borrows the dispatcher and the controller (the default notify target). Displays that fail to open
-// make AddDisplay return false; a lost connection drops its display and promotes the next one.
+// Borrows the controller (the default notify target). Displays that fail to open make AddDisplay
+// return false; a lost connection drops its display and promotes the next one.
 #pragma once
 
 #include "dmp/dmpdisplay.h"
@@ -15,10 +15,6 @@
 
 struct _XDisplay;
 
-namespace platform {
-class Dispatcher;
-}
-
 class DMPManager : public IDMPDisplayNotify {
 public:
     // A managed display and its endpoint. The endpoint is declared last so that it goes first: it
@@ -29,7 +25,7 @@ public:
     };
 
     // Installs FatalError as the process's X I/O-error handler.
-    DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& controller);
+    explicit DMPManager(IDMPEnumNotify& controller);
     ~DMPManager() override;
     DMPManager(const DMPManager&) = delete;
     DMPManager& operator=(const DMPManager&) = delete;
@@ -51,12 +47,10 @@ public:
     // What FatalError runs; the program sets it to its controller's clean-up.
     static void SetCleanUp(std::function<void()> cleanUp);
 
-    platform::Dispatcher& Dispatcher() const { return m_dispatcher; }
     DMPDisplay* ActiveDisplay() const { return m_pActive; }
     const std::map<DMPDisplay*, DisplayEntry>& Displays() const { return m_displays; }
 
 private:
-    platform::Dispatcher& m_dispatcher;
     IDMPEnumNotify& m_controller;
     std::map<DMPDisplay*, DisplayEntry> m_displays;
     DMPDisplay* m_pActive = nullptr;

@@ -205,7 +205,9 @@ void ZrByteBuffer::Clear() {
 }
 
 void ZrByteBuffer::Wipe() {
-    if (m_pRep)
+    if (m_pRep && m_pRep->m_refCount != 1)
+        Clear();
+    else if (m_pRep)
         ZrSecureWipe(m_pRep->m_data, m_pRep->m_capacity);
 }
 

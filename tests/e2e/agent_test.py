@@ -172,13 +172,17 @@ class Drives(AgentTest):
         self.assertEqual(len(self.peers.calls(102)), 5, "four changes and the clean-up")
 
     def test_display_lost_withdraws_everything(self):
+        # The drives share their password's storage in the device table; the one removed first takes
+        # nothing of the others' with it.
         self.start()
         self.add(1, "smb://pc1/C")
         self.add(2, "smb://pc2/D")
-        self.set_configs(2)
+        self.add(3, "smb://pc1/E")
+        self.remove(3)
+        self.set_configs(4)
         rc, out, err = self.close_display()
         self.assertEqual((rc, err), (0, ""))
-        cleanup = self.set_configs(3)[2]
+        cleanup = self.set_configs(5)[4]
         self.assertEqual(sorted(cleanup), sorted([BASE + "pc1/C/winname", BASE + "pc1/C/password",
                                                   BASE + "pc1/winname", BASE + "pc1/password",
                                                   BASE + "pc2/D/winname", BASE + "pc2/D/password"]))

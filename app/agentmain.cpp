@@ -26,7 +26,7 @@ void RunLoop(ClientWrapper& client, platform::Dispatcher& dispatcher) {
         } else {
             registrations = dispatcher.Dispatch();
         }
-        // -1: the poll found nothing ready, so nothing was dispatched.
+        // -1: the poll's time limit ran out (whatever else the step dispatched); the loop goes on.
         if (registrations >= 0 && registrations <= 1)
             return;
     }

@@ -14,11 +14,10 @@ ZrDList<ZrUniString> Values(ZrDatabase& db, const char* key) {
     return values;
 }
 
+// The list a database fills has no holes: its first value is its first slot.
 const ZrUniString& First(const ZrDList<ZrUniString>& values) {
-    for (const ZrUniString& value : values)
-        return value;
     static const ZrUniString none;
-    return none;
+    return values.IsEmpty() ? none : values[0];
 }
 
 } // namespace

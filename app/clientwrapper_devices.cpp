@@ -94,12 +94,10 @@ void ClientWrapper::AddHostConfig(ZrDatabase& db, const ZrUniString& host, const
     db.AppendValue(base + ZrUniString("password"), password);
 }
 
+// A share's entries sit under its host's, named the same way.
 void ClientWrapper::AddShareConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& share,
                                    const ZrUniString& user, const ZrUniString& password) {
-    ZrUniString base = ZrUniString(NFSSERVER_SHARES_SMB_KEY) + UserName() + ZrUniString("/") + host +
-                       ZrUniString("/") + share + ZrUniString("/");
-    db.AppendValue(base + ZrUniString("winname"), user);
-    db.AppendValue(base + ZrUniString("password"), password);
+    AddHostConfig(db, host + ZrUniString("/") + share, user, password);
 }
 
 void ClientWrapper::SendSetConfig(const ZrUniString& configText) {

@@ -243,8 +243,9 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
     unsigned long codes = ((received < kArea ? received : kArea) - sizeof(xReply) + 3) / 4;
     if (codes == 0 || minCode < 8 || maxCode < minCode || maxCode >= static_cast<int>(kCodes))
         return;
-    if (codes > static_cast<unsigned long>(maxCode - minCode + 1))
-        codes = static_cast<unsigned long>(maxCode - minCode + 1);
+    const unsigned long keys = static_cast<unsigned long>(maxCode) - static_cast<unsigned long>(minCode) + 1;
+    if (codes > keys)
+        codes = keys;
     LockDisplay(dpy);
     auto* req = static_cast<xGetKeyboardMappingReq*>(
         _XGetRequest(dpy, X_GetKeyboardMapping, sizeof(xGetKeyboardMappingReq)));

@@ -253,6 +253,8 @@ bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
             }
             Consume();
             break;
+        default: // not reached: every state above names its successor among these
+            return Fail(state);
         }
     }
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Checks the formatting, then builds and runs everything: the plain suite (after checking that every
-# include reaches only declared libraries), clang-tidy over the sources, the package check, a Release build of the agent, the suite
-# again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
+# include reaches only declared libraries), clang-tidy over the sources, the package check, a Release
+# build of the agent, the suite again under AddressSanitizer + UndefinedBehaviorSanitizer, then every
+# fuzz target briefly.
 # On a fresh Debian 12 or 13 machine (as root) it first installs what it needs.
 # Every stage runs even when an earlier one fails; the end lists each stage with its result, and
 # the script fails when any stage did.

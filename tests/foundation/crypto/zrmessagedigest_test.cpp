@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
-#include <utility>
 
 // Only the test reaches for the reference library's one-shot MD4/MD5 calls, which it marks deprecated.
 #define OPENSSL_SUPPRESS_DEPRECATED
@@ -29,29 +29,16 @@ TEST(ZrMessageDigestTest, AgreesWithReferenceLibraryOnRandomInputs) {
         MD5(input.Data(), length, md5);
         ASSERT_EQ(ZrEncrypt::MD4_Encode(input), ZrByteBuffer(md4, 16)) << "length " << length;
         ASSERT_EQ(ZrEncrypt::MD5_Encode(input), ZrByteBuffer(md5, 16)) << "length " << length;
-    }
-}
-
-// Fed in three pieces, the first or second of which ends exactly on a block's end, against the reference
-// library's digest of the whole.
-TEST(ZrMessageDigestTest, PiecesEndingOnABlockBoundaryAreAllHashed) {
-    unsigned char input[200], md4[16], md5[16], digest[16];
-    for (size_t i = 0; i < sizeof(input); ++i)
-        input[i] = static_cast<unsigned char>(i * 7 + 1);
-    MD4(input, sizeof(input), md4);
-    MD5(input, sizeof(input), md5);
-    const size_t splits[][2] = {{64, 0}, {64, 64}, {64, 100}, {128, 10}, {10, 54}, {10, 118}, {63, 1}};
-    for (auto [kind, expected] : {std::pair{kZrDigestMD4, md4}, std::pair{kZrDigestMD5, md5}}) {
-        for (auto [first, second] : splits) {
-            ZrMessageDigest::Context context;
-            ASSERT_TRUE(ZrMessageDigest::MDInit(context, kind));
-            ZrMessageDigest::MDUpdate(context, input, first);
-            ZrMessageDigest::MDUpdate(context, input + first, second);
-            ZrMessageDigest::MDUpdate(context, input + first + second, sizeof(input) - first - second);
-            ZrMessageDigest::MDFinal(context, digest);
-            EXPECT_EQ(ZrByteBuffer(digest, 16), ZrByteBuffer(expected, 16))
-                << kind << ": " << first << "+" << second;
-        }
+        // In three pieces, the first or the second ending exactly on a block's end.
+        ZrMessageDigest::Context context;
+        ASSERT_TRUE(ZrMessageDigest::MDInit(context, kZrDigestMD5));
+        const size_t first = std::min<size_t>(length, round % 2 ? 64 : round % 13);
+        const size_t second = std::min(length - first, 64 - first % 64);
+        ZrMessageDigest::MDUpdate(context, input.Data(), first);
+        ZrMessageDigest::MDUpdate(context, input.Data() + first, second);
+        ZrMessageDigest::MDUpdate(context, input.Data() + first + second, length - first - second);
+        ZrMessageDigest::MDFinal(context, md5);
+        ASSERT_EQ(ZrEncrypt::MD5_Encode(input), ZrByteBuffer(md5, 16)) << first << "+" << second;
     }
 }
 

@@ -123,6 +123,8 @@ void ClientWrapper::SendFlushSession(const ZrUniString& host) {
     if (m_pClient->FlushSession(user, host).Length() == 0) {
         m_out << "Successfully disconnected " << user << "/" << host << "\n";
         m_out.Flush();
+    } else {
+        ReportHeldPort();
     }
 }
 
@@ -140,8 +142,10 @@ void ClientWrapper::CleanUp() {
         first = false;
     }
     SendSetConfig(db.ToString(-1));
-    if (m_pClient)
+    if (m_pClient) {
         (void)m_pClient->UnregisterUser(UserName()); // clean-up goes on whatever the server says
+        ReportHeldPort();
+    }
     DeleteSymlink();
     SendFlushSession(ZrUniString("*"));
 }

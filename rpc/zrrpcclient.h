@@ -40,8 +40,8 @@ public:
     // would for a server that is down.
     [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
     // Only datagrams whose sender is exactly the server address are heard; any other is dropped
-    // without being decoded, whatever it holds. One read without waiting: ERRRecv on a failed or empty read
-    // or a datagram from another sender, ERRParse when it does not decode.
+    // without being decoded, whatever it holds. One read without waiting: ERRRecv on a failed or
+    // empty read or a datagram from another sender, ERRParse when it does not decode.
     [[nodiscard]] MessageError ReceiveServerResponse(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
     // Waits up to the time-out for a datagram from the server that decodes. One from the server that
     // does not decode starts the time-out again; one from another sender leaves the deadline alone.

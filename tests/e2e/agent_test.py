@@ -9,7 +9,7 @@ import subprocess
 import time
 import unittest
 
-from peers import AGENT, Peers, wait_for
+from peers import AGENT, EMULATOR, NO_SANDBOX, Peers, wait_for
 
 USER = pwd.getpwuid(os.geteuid()).pw_name
 BASE = "nfsserver/shares/smb/%s/" % USER
@@ -55,7 +55,7 @@ class CommandLine(unittest.TestCase):
 
     def run_agent(self, *args):
         start = time.monotonic()
-        p = subprocess.run([AGENT, *args], capture_output=True, timeout=20)
+        p = subprocess.run([*EMULATOR, AGENT, *args], capture_output=True, timeout=20)
         return p.returncode, p.stdout, p.stderr, time.monotonic() - start
 
     def test_usage_errors_print_their_text_and_the_usage_line(self):
@@ -266,9 +266,11 @@ class SecondDisplay(AgentTest):
     def test_register_reply_with_result_2_opens_another_display(self):
         self.start()
         self.peers.wait_agent_idle()
-        with open("/proc/%d/status" % self.peers.agent.pid) as f:
-            status = f.read()
-        self.assertRegex(status, r"\nNoNewPrivs:\s+1\n(.*\n)*Seccomp:\s+2\n", "no new privileges, filtered")
+        if not EMULATOR:
+            with open("/proc/%d/status" % self.peers.agent.pid) as f:
+                self.assertRegex(f.read(), r"\nNoNewPrivs:\s+1\n(.*\n)*Seccomp:\s+2\n", "no new privileges, filtered")
+        else:
+            print("\n  confinement not checked: " + NO_SANDBOX)
         # Confined as it is, it still reaches further displays, by a Unix socket and over TCP.
         for i, name in ((1, self.peers.displays[1]), (2, "127.0.0.1" + self.peers.displays[2])):
             self.peers.fs.call("push", proc=105, result=2, display=name, error="")

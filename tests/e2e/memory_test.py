@@ -7,7 +7,7 @@ import shutil
 import subprocess
 import unittest
 
-from agent_test import AGENT, AgentTest, keys_of
+from agent_test import AGENT, EMULATOR, AgentTest, keys_of
 
 NOBODY = 65534  # another account, as on a shared server
 
@@ -45,7 +45,7 @@ class SecretsInMemory(AgentTest):
         p = self.peers
         os.chmod(p.dir, 0o755), os.chown(p.home, NOBODY, NOBODY), os.chmod("/tmp/.X11-unix/X" + p.display[1:], 0o777)
         agent = shutil.copy(AGENT, p.dir)  # the build folder may be out of the other account's reach
-        p.agent = subprocess.Popen([agent, "--dmpdisplay", p.display, "--servercfg", p.config()], user=NOBODY,
+        p.agent = subprocess.Popen([*EMULATOR, agent, "--dmpdisplay", p.display, "--servercfg", p.config()], user=NOBODY,
                                    group=NOBODY, extra_groups=[], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         p.announce()
         # First drives (host entries, link, session flush), a short password that a standard string

@@ -13,6 +13,9 @@ import time
 
 SOURCE_DIR = os.environ.get("KP_SOURCE_DIR", os.path.abspath(os.path.join(os.path.dirname(__file__), "../..")))
 AGENT = os.environ.get("KPATDMCL_BIN", os.path.join(SOURCE_DIR, "build/bin/kpatdmcl"))
+# A cross-built agent runs under a user-mode emulator (qemu-user), which cannot confine it.
+EMULATOR = os.environ.get("KPATDMCL_EMULATOR", "").split()
+NO_SANDBOX = "the emulator refuses to install a seccomp filter or a Landlock rule set"
 sys.path.insert(0, os.path.join(SOURCE_DIR, "tools/xtestserver"))
 from control import Control  # noqa: E402
 
@@ -76,7 +79,7 @@ class Peers:
         """`prefix` is a command line that runs the agent's own (a namespace wrapper, say)."""
         environment = dict(os.environ)
         environment.update(env or {})
-        self.agent = subprocess.Popen([*prefix, AGENT, "--dmpdisplay", display or self.display, "--servercfg",
+        self.agent = subprocess.Popen([*prefix, *EMULATOR, AGENT, "--dmpdisplay", display or self.display, "--servercfg",
                                        config or self.config()],
                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment)
         return self.agent

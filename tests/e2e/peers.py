@@ -13,9 +13,7 @@ import time
 
 SOURCE_DIR = os.environ.get("KP_SOURCE_DIR", os.path.abspath(os.path.join(os.path.dirname(__file__), "../..")))
 AGENT = os.environ.get("KPATDMCL_BIN", os.path.join(SOURCE_DIR, "build/bin/kpatdmcl"))
-# A cross-built agent runs under a user-mode emulator (qemu-user), which cannot confine it.
-EMULATOR = os.environ.get("KPATDMCL_EMULATOR", "").split()
-NO_SANDBOX = "the emulator refuses to install a seccomp filter or a Landlock rule set"
+EMULATOR = os.environ.get("KPATDMCL_EMULATOR", "").split()  # qemu-user, for a cross-built agent
 sys.path.insert(0, os.path.join(SOURCE_DIR, "tools/xtestserver"))
 from control import Control  # noqa: E402
 

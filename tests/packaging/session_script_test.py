@@ -37,12 +37,9 @@ class SessionScript(unittest.TestCase):
         self.addCleanup(p.close)
         bin_dir = os.path.join(p.dir, "bin")
         os.mkdir(bin_dir)
-        if EMULATOR:
-            with open(os.path.join(bin_dir, "kpatdmcl"), "w") as f:
-                f.write('#!/bin/sh\nexec %s "%s" "$@"\n' % (" ".join(EMULATOR), AGENT))
-            os.chmod(os.path.join(bin_dir, "kpatdmcl"), 0o755)
-        else:
-            os.symlink(AGENT, os.path.join(bin_dir, "kpatdmcl"))
+        with open(os.path.join(bin_dir, "kpatdmcl"), "w") as f:  # the agent, through the emulator if any
+            f.write('#!/bin/sh\nexec %s "$@"\n' % " ".join('"%s"' % a for a in [*EMULATOR, AGENT]))
+        os.chmod(os.path.join(bin_dir, "kpatdmcl"), 0o755)
         os.symlink("/bin/true", os.path.join(bin_dir, "true"))
         if systemd_cat:
             with open(os.path.join(bin_dir, "systemd-cat"), "w") as f:

@@ -99,8 +99,12 @@ function(kp_test name dir)
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gtest GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE
       KP_SOURCE_DIR="${CMAKE_SOURCE_DIR}" KP_BINARY_DIR="${CMAKE_BINARY_DIR}")
-  # A cross-built test runs under the emulator (ctest puts it in front), and knows it from the
-  # environment: what the emulator refuses to do is skipped, with the reason.
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${dir}
-                       ENVIRONMENT "KPATDMCL_EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}")
+  # A cross-built test runs under the emulator (ctest puts it in front) and knows it from the
+  # environment: what the emulator cannot do (start a program again, install a seccomp filter or
+  # Landlock rules) is done another way or skipped with the reason.
+  set(_env "")
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    set(_env ENVIRONMENT "KPATDMCL_EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}")
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${dir} ${_env})
 endfunction()

@@ -12,7 +12,7 @@ KP_PACKAGE_PACKAGES=(dpkg-dev debhelper lintian binutils git)
 KP_REPRO_PACKAGES=(faketime diffoscope-minimal util-linux tzdata)
 KP_AUTOPKGTEST_PACKAGES=(autopkgtest)
 KP_CROSS_ARCH=arm64
-KP_CROSS_PACKAGES=(crossbuild-essential-arm64 qemu-user pkg-config:arm64 libc6:arm64 libx11-dev:arm64 libxext-dev:arm64
+KP_CROSS_PACKAGES=(crossbuild-essential-arm64 qemu-user pkg-config:arm64 libc6:arm64 libstdc++6:arm64 libx11-dev:arm64 libxext-dev:arm64
   libgtest-dev:arm64 libgmock-dev:arm64 libssl-dev:arm64 libtirpc-dev:arm64)
 
 # kp_install_deps package...: installs the packages named that are missing.

@@ -37,6 +37,10 @@ int32_t Dispatcher::Dispatch(const common::Duration* timeout) {
         Add(*timer);
     }
     g_lastDispatcher.store(this);
+    // A signal handled outside the wait (in a control call's wait for its reply, say) ends the process
+    // here rather than after the next event, which may never come.
+    if (m_exitRequest != 0)
+        Process::Exit(m_exitRequest);
     Wait();
     if (m_exitRequest != 0)
         Process::Exit(m_exitRequest);

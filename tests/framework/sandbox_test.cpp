@@ -34,7 +34,7 @@ template <typename Body> std::pair<std::string, int> InChild(Body body) {
 }
 
 TEST(Sandbox, RefusesProgramsProcessesAndWritesButKeepsThreadsReadingAndTheLink) {
-    if (const char* emulator = getenv("KPATDMCL_EMULATOR"); emulator && *emulator)
+    if (getenv("KPATDMCL_EMULATOR"))
         GTEST_SKIP() << "under the emulator, which refuses seccomp filters and Landlock rule sets";
     char name[] = "/tmp/kp-sandbox-XXXXXX";
     const std::string root = mkdtemp(name), links = root + "/links", link = links + "/My Drives";

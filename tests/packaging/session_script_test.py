@@ -37,9 +37,8 @@ class SessionScript(unittest.TestCase):
         self.addCleanup(p.close)
         bin_dir = os.path.join(p.dir, "bin")
         os.mkdir(bin_dir)
-        with open(os.path.join(bin_dir, "kpatdmcl"), "w") as f:  # the agent, through the emulator if any
-            f.write('#!/bin/sh\nexec %s "$@"\n' % " ".join('"%s"' % a for a in [*EMULATOR, AGENT]))
-        os.chmod(os.path.join(bin_dir, "kpatdmcl"), 0o755)
+        with open(os.open(os.path.join(bin_dir, "kpatdmcl"), os.O_CREAT | os.O_WRONLY, 0o755), "w") as f:
+            f.write('#!/bin/sh\nexec %s "$@"\n' % " ".join('"%s"' % a for a in [*EMULATOR, AGENT]))  # the agent
         os.symlink("/bin/true", os.path.join(bin_dir, "true"))
         if systemd_cat:
             with open(os.path.join(bin_dir, "systemd-cat"), "w") as f:

@@ -18,6 +18,9 @@ std::atomic<Dispatcher*> g_lastDispatcher{nullptr};
 
 Dispatcher::Dispatcher() {
     CurrentProcess::Instance();
+    // From now on a signal is kept as this dispatcher's exit request, also when it comes before the
+    // first step (during start-up, or while the first drives are handled before the loop waits).
+    g_lastDispatcher.store(this);
 }
 
 Dispatcher::~Dispatcher() {

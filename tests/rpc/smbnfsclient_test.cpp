@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -73,7 +74,6 @@ TEST_F(SMBNFSClientTest, AnswersGiveTheirTexts) {
     } rows[] = {
         {R"({"cmd":"mode","proc":102,"mode":"error","text":"Server busy","count":1})", "Server busy"},
         {R"({"cmd":"mode","proc":102,"mode":"garbage","garbage":3,"count":1})", ""},
-        {R"({"cmd":"mode","proc":102,"mode":"ok","xid_delta":77,"count":1})", ""},
         {R"({"cmd":"mode","proc":102,"mode":"deny","count":1})", "The rpc packet was rejected by the server"},
         {R"({"cmd":"mode","proc":102,"mode":"deny","reject":0,"count":1})",
          "The rpc packet was rejected by the server"},
@@ -95,20 +95,63 @@ TEST_F(SMBNFSClientTest, AnswersGiveTheirTexts) {
     EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
 }
 
-TEST_F(SMBNFSClientTest, TimeOutStartsAgainAfterEachUnusableDatagram) {
-    // Garbage after 0.6 s, the reply 0.7 s later: past the first time-out, within the second.
-    Mode(R"({"cmd":"mode","proc":102,"mode":"garbage","delay":0.6,"gap":0.7,"count":1})");
-    ZrSMBNFSClient client(sim.Address(), 1);
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
+// What the simulator does with the copies of one call, what the call gives, and how many copies
+// arrived; every call ends well before a 30 s time-out, and the 2 s time-out is never cut short.
+TEST_F(SMBNFSClientTest, UnansweredCallsAreSentAgainUnderOneDeadline) {
+    const std::string timedOut =
+        "Connection timed out while contacting the server\nCheck the server is running";
+    const struct {
+        unsigned drop, timeout;
+        std::string mode, expected;
+        unsigned copies; // 0: the simulator may still be busy with the last one
+    } rows[] = {
+        {1, 30, "", "", 2},
+        {2, 30, "", "", 3},
+        {0, 30, R"("mode":"ok","delay":1.5)", "", 0},
+        {0, 30, R"("mode":"ok","hold":1)", "", 2}, // the first copy's answer comes after the second's
+        {0, 30, R"("mode":"ok","xid_delta":77)", "", 2},
+        // Garbage after 1 s, the reply 1.5 s later: within a time-out started again, past the deadline.
+        {0, 2, R"("mode":"garbage","delay":1,"gap":1.5)", timedOut, 2},
+        {0, 2, R"("mode":"silent","count":2)", timedOut, 2},
+    };
+    ASSERT_EQ(ZrSMBNFSClient(sim.Address(), 5).SetConfig("w", "[w={(1)}]\n").AsUtf8(), "");
+    for (const auto& row : rows) {
+        Mode(R"({"cmd":"drop","copies":)" + std::to_string(row.drop) + "}");
+        if (!row.mode.empty())
+            Mode(R"({"cmd":"mode","proc":102,"count":1,)" + row.mode + "}");
+        ZrSMBNFSClient client(sim.Address(), row.timeout);
+        auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), row.expected) << row.mode;
+        auto took = std::chrono::steady_clock::now() - start;
+        EXPECT_LT(took, std::chrono::seconds(10)) << row.mode;
+        EXPECT_TRUE(row.expected.empty() || took >= std::chrono::seconds(row.timeout)) << row.mode;
+        // Answers to the copies that are still on their way are no answer to the next call.
+        Mode(R"({"cmd":"drop","copies":0})");
+        ZrUniString config;
+        EXPECT_EQ(client.GetConfig("w", config).AsUtf8(), "");
+        EXPECT_EQ(config.AsUtf8(), "[w={(1)}]\n") << row.mode;
+        rapidjson::Document doc;
+        doc.Parse(sim.Command(R"({"cmd": "calls"})").c_str());
+        unsigned copies = 0;
+        for (const auto& call : doc["calls"].GetArray())
+            copies = call["proc"].GetUint() == 102 ? call["copy"].GetUint() : copies;
+        EXPECT_TRUE(row.copies == 0 || copies == row.copies) << row.mode << ": " << copies << " copies";
+    }
+}
 
-    Mode(R"({"cmd":"mode","proc":102,"mode":"silent"})");
-    start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(),
-              "Connection timed out while contacting the server\nCheck the server is running");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
-    EXPECT_EQ(client.Status(), ZrRPCClientErrors::ERRTimeOut);
+TEST(RPCResendSchedule, IntervalsDoubleAndVaryByAFifthEitherWay) {
+    using std::chrono::milliseconds;
+    ZrRPCResendSchedule schedule;
+    EXPECT_EQ(schedule.Next(800), milliseconds(800));
+    EXPECT_EQ(schedule.Next(1200), milliseconds(2400));
+    EXPECT_EQ(schedule.Next(1000), milliseconds(4000));
+    std::chrono::microseconds low = milliseconds(1000), high = low;
+    for (int i = 0; i < 200; ++i) {
+        auto first = ZrRPCResendSchedule().Next();
+        low = std::min(low, first), high = std::max(high, first);
+    }
+    EXPECT_TRUE(low >= milliseconds(800) && low < milliseconds(900)) << low.count();
+    EXPECT_TRUE(high <= milliseconds(1200) && high > milliseconds(1100)) << high.count();
 }
 
 // A stranger's reply already queued when a call starts (refusing with the text "e") is dropped unread;

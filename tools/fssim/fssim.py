@@ -4,7 +4,8 @@ procedures 101 (flush sessions) to 106 (unregister user), for tests and demos of
 
 Usage:
   fssim.py [--host 127.0.0.1] [--port 0] [--port-file FILE] [--record FILE]
-           [--control SOCKET] [--script FILE] [--mode PROC=MODE[:ARG]]...
+           [--control SOCKET] [--script FILE] [--mode PROC=MODE[:ARG]]... [--work SECONDS]
+           [--drop COPIES]
 
   --port       UDP port to bind (0: the system picks one). When ready the port is printed on
                standard output as "PORT <n>" and written to --port-file (number and line feed).
@@ -13,6 +14,11 @@ Usage:
   --script     file of JSON-lines commands applied at start, before the port is announced.
   --mode       shortcut for {"cmd": "mode", "proc": PROC, "mode": MODE, ...}: ARG is the error text
                for "error", the display name for "display", the status for "refuse".
+  --work       seconds every answered call takes (the server's work; nothing else is read meanwhile)
+  --drop       shortcut for {"cmd": "drop", "copies": COPIES}
+The UDP socket keeps the kernel's default receive buffer: what a burst leaves beyond it is dropped
+by the kernel, as it would be for a real server with the same buffer (see the drops column of
+/proc/net/udp).
 
 Modes (per procedure, "proc": 101..106, or "*" for all):
   ok           answer success (the default)
@@ -24,8 +30,9 @@ Modes (per procedure, "proc": 101..106, or "*" for all):
   undecodable  accepted success whose result data does not decode as a control response
   display      105 only: result 2 with the display name "display" (the display is still registered)
 Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying), "gap"
-(seconds between the datagrams of one answer, e.g. a garbage datagram and the reply), "count"
-(apply to this many calls, then fall back to ok).
+(seconds between the datagrams of one answer, e.g. a garbage datagram and the reply), "hold" (the
+answer goes out only after the answer to the next datagram), "count" (apply to this many
+datagrams, then fall back to ok).
 
 Commands (one JSON object per line on the control socket; every one is answered with one line,
 {"ok": true, ...} or {"ok": false, "error": "..."}):
@@ -36,14 +43,17 @@ Commands (one JSON object per line on the control socket; every one is answered 
   {"cmd": "state"}     -> {"ok": true, "config": {user: {key: [values]}}, "displays": {user: [..]},
                            "sessions": {user: [..]}, "unregistered": [users], "calls": n}
   {"cmd": "calls"}     -> {"ok": true, "calls": [records]}
+  {"cmd": "drop", "copies": 1}   leave the first COPIES datagrams of every call unanswered (a copy
+                       is a datagram with the sender and transaction identifier of an earlier one)
   {"cmd": "reset"}     forget configuration, displays, sessions, calls and modes
   {"cmd": "quit"}
 
 Record (one JSON object per datagram, in the --record file and from "calls"):
-  {"seq", "t_ns" (arrival, time.monotonic_ns()), "from", "xid", "rpcvers", "prog", "vers", "proc",
+  {"seq", "t_ns" (arrival, time.monotonic_ns()), "from", "xid", "copy" (1 for the first datagram of
+   a call, 2 for a repeat of it, ...), "rpcvers", "prog", "vers", "proc",
    "cred": {"flavour", "length", and for flavour 1: "stamp", "machinename", "uid", "gid", "gids"},
    "verf": {same}, "request": {"command", "user", "machine" | "config" | "display"},
-   "mode", "reply": "ok|error|silent|...|prog_unavail|prog_mismatch|proc_unavail|garbage_args|none",
+   "mode", "reply": "ok|error|silent|...|prog_unavail|prog_mismatch|proc_unavail|garbage_args|none|dropped",
    "error": decode problem or null}
 Configuration text sent with 102 is applied to the user's keys like the configuration database
 does (each entry's key is cleared, then its values appended); 103 answers it back in text form.
@@ -230,8 +240,9 @@ GARBAGE = b"\x00\x00\x00\x01\x00\x00\x00\x00garbage"
 
 
 class Simulator:
-    def __init__(self, record_path):
+    def __init__(self, record_path, work=0.0):
         self.record = open(record_path, "a", encoding="utf-8") if record_path else None
+        self.work = work
         self.reset()
 
     def reset(self):
@@ -242,6 +253,9 @@ class Simulator:
         self.calls = []
         self.modes = {}  # proc -> mode dict
         self.last_caller = None
+        self.copies = {}  # (sender, xid) -> datagrams seen
+        self.drop = 0
+        self.held = []  # (datagram, sender) answers waiting for the next answer
 
     # -- control
 
@@ -283,6 +297,9 @@ class Simulator:
             }
         if name == "calls":
             return {"calls": self.calls}
+        if name == "drop":
+            self.drop = int(cmd.get("copies", 1))
+            return {}
         if name == "reset":
             self.reset()
             return {}
@@ -322,6 +339,13 @@ class Simulator:
             rec["error"] = "call: %s" % e
             self.log(rec)
             return
+        copy = rec["copy"] = self.copies[(sender, xid)] = self.copies.get((sender, xid), 0) + 1
+        if copy <= self.drop:
+            rec["reply"] = "dropped"
+            self.log(rec)
+            return
+        if self.work > 0:
+            time.sleep(self.work)
         self.last_caller = sender
         if rec["prog"] != PROGRAM:
             rec["reply"] = "prog_unavail"
@@ -349,11 +373,17 @@ class Simulator:
                     time.sleep(delay)
                 replies += self.answer(proc, xid + int(mode.get("xid_delta", 0)), request, mode, rec)
         self.log(rec)
+        if request_mode and mode.get("hold"):
+            self.held += [(datagram, sender) for datagram in replies]
+            return
         gap = float(mode.get("gap", 0)) if request_mode else 0
         for i, datagram in enumerate(replies):
             if i and gap > 0:
                 time.sleep(gap)
             udp.sendto(datagram, sender)
+        for datagram, to in self.held:
+            udp.sendto(datagram, to)
+        self.held = []
 
     @staticmethod
     def decode_request(r):
@@ -445,9 +475,12 @@ def main():
     ap.add_argument("--control")
     ap.add_argument("--script")
     ap.add_argument("--mode", action="append", default=[])
+    ap.add_argument("--work", type=float, default=0.0)
+    ap.add_argument("--drop", type=int, default=0)
     args = ap.parse_args()
 
-    sim = Simulator(args.record)
+    sim = Simulator(args.record, args.work)
+    sim.drop = args.drop
     udp = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     udp.bind((args.host, args.port))
 

@@ -169,23 +169,25 @@ class Drives(AgentTest):
         rc, out, _ = self.close_display()
         self.assertEqual(rc, 0)
         self.assertIn("Successfully disconnected %s/pc1\n" % USER, out)
-        self.assertEqual(len(self.peers.calls(102)), 5, "four changes and the clean-up")
+        self.assertEqual([c["proc"] for c in self.peers.calls()], [105, 102, 102, 102, 102, 101, 102, 106, 101], "each once")
 
-    def test_display_lost_withdraws_everything(self):
-        self.start()
+    def test_display_lost_withdraws_everything_though_every_first_copy_is_lost(self):
+        self.peers.fs.call("drop", copies=1)
+        self.start(config=self.peers.config({"nfsserver/client/timeout": ["5"]}))
         self.add(1, "smb://pc1/C")
         self.add(2, "smb://pc2/D")
-        self.set_configs(2)
+        self.set_configs(4)
         rc, out, err = self.close_display()
         self.assertEqual((rc, err), (0, ""))
-        cleanup = self.set_configs(3)[2]
+        cleanup = self.set_configs(6)[5]
         self.assertEqual(sorted(cleanup), sorted([BASE + "pc1/C/winname", BASE + "pc1/C/password",
                                                   BASE + "pc1/winname", BASE + "pc1/password",
                                                   BASE + "pc2/D/winname", BASE + "pc2/D/password"]))
         self.assertTrue(all(v == [""] for v in cleanup.values()))
-        self.assertEqual([c["request"]["user"] for c in self.peers.calls(106)], [USER])
+        self.assertEqual([c["request"]["user"] for c in self.peers.calls(106)], [USER] * 2)
         self.assertEqual(self.peers.calls(101)[-1]["request"]["machine"], "*")
         self.assertTrue(out.endswith("Successfully disconnected %s/*\n" % USER), out)
+        self.assertEqual([c["copy"] for c in self.peers.calls()], [1, 2] * 6, "six calls, each sent twice")
         self.assertFalse(os.path.lexists(self.peers.link()))
 
     def test_burst_beyond_the_yield_limit_is_handled_without_further_traffic(self):

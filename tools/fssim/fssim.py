@@ -43,6 +43,7 @@ Commands (one JSON object per line on the control socket; every one is answered 
   {"cmd": "state"}     -> {"ok": true, "config": {user: {key: [values]}}, "displays": {user: [..]},
                            "sessions": {user: [..]}, "unregistered": [users], "calls": n}
   {"cmd": "calls"}     -> {"ok": true, "calls": [records]}
+  {"cmd": "copies", "proc": 102} -> {"ok": true, "copies": n}: datagrams of the last call of 102
   {"cmd": "drop", "copies": 1}   leave the first COPIES datagrams of every call unanswered (a copy
                        is a datagram with the sender and transaction identifier of an earlier one)
   {"cmd": "reset"}     forget configuration, displays, sessions, calls and modes
@@ -297,6 +298,9 @@ class Simulator:
             }
         if name == "calls":
             return {"calls": self.calls}
+        if name == "copies":
+            proc = int(cmd["proc"])
+            return {"copies": next((c["copy"] for c in reversed(self.calls) if c.get("proc") == proc), 0)}
         if name == "drop":
             self.drop = int(cmd.get("copies", 1))
             return {}
@@ -342,6 +346,10 @@ class Simulator:
         copy = rec["copy"] = self.copies[(sender, xid)] = self.copies.get((sender, xid), 0) + 1
         if copy <= self.drop:
             rec["reply"] = "dropped"
+            try:
+                rec["request"] = self.decode_request(r)
+            except Short:
+                pass
             self.log(rec)
             return
         if self.work > 0:

@@ -32,8 +32,9 @@ class Hearing(AgentTest):
         with open("/proc/net/udp") as f:  # local address of the agent's port: 127.0.0.1 alone
             self.assertIn("0100007F:%04X" % self.agent_port, f.read())
         self.add(1, "smb://pc1/C")
-        xid = self.peers.wait_calls(102, 1)[0]["xid"]
-        send(reply_accepted(xid, 0, u32(102) + ustr("error")))  # would end the agent with exit 4
+        send(reply_accepted(self.peers.wait_calls(102, 1)[0]["xid"], 0, u32(102) + ustr("error")))  # would end it: exit 4
+        self.add(2, "smb://pc1/D")  # taken up once the server has answered the first
+        self.set_configs(2)
         rc, out, err = self.close_display()
         self.assertEqual((rc, err), (0, ""))
         self.assertTrue(out.startswith(SET_OK), out)

@@ -102,11 +102,11 @@ TEST_F(SMBNFSClientTest, UnansweredCallsAreSentAgainUnderOneDeadline) {
     const std::tuple<std::string, bool, unsigned> rows[] = {
         {R"("cmd":"drop","copies":1)", false, 2},
         {R"("cmd":"drop","copies":2)", false, 3},
-        {R"("cmd":"mode","mode":"ok","delay":1.5)", false, 0},
+        {R"("cmd":"mode","mode":"ok","delay":1.5,"count":2)", false, 0},
         {R"("cmd":"mode","mode":"ok","hold":1)", false, 2},
         {R"("cmd":"mode","mode":"ok","xid_delta":77)", false, 2},
         // Garbage after 1 s, the reply 1.5 s later: within a time-out started again, past the deadline.
-        {R"("cmd":"mode","mode":"garbage","delay":1,"gap":1.5)", true, 2},
+        {R"("cmd":"mode","mode":"garbage","delay":1,"gap":1.5,"count":2)", true, 2},
         {R"("cmd":"mode","mode":"silent","count":2)", true, 2},
     };
     for (const auto& [mode, timesOut, copies] : rows) {
@@ -117,8 +117,7 @@ TEST_F(SMBNFSClientTest, UnansweredCallsAreSentAgainUnderOneDeadline) {
         EXPECT_EQ(client.Status(), timesOut ? ZrRPCClientErrors::ERRTimeOut : 0u) << "0: no error";
         auto took = std::chrono::steady_clock::now() - start;
         EXPECT_TRUE(took < std::chrono::seconds(10) && (!timesOut || took >= std::chrono::seconds(2)));
-        // Answers to copies still on their way are no answer to the next call.
-        Mode(R"({"cmd":"drop","copies":0})");
+        Mode(R"({"cmd":"drop","copies":0})"); // answers still on their way answer no later call:
         ZrUniString config;
         EXPECT_TRUE(client.GetConfig("u", config).Length() == 0 && config.AsUtf8() == "[u={(1)}]\n") << mode;
         EXPECT_TRUE(!copies || sim.Command(R"({"cmd":"copies","proc":102})") ==

@@ -29,8 +29,9 @@ Modes (per procedure, "proc": 101..106, or "*" for all):
   refuse       accepted with accept status "status" (default 1 = program unavailable)
   undecodable  accepted success whose result data does not decode as a control response
   display      105 only: result 2 with the display name "display" (the display is still registered)
-Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying), "gap"
-(seconds between the datagrams of one answer, e.g. a garbage datagram and the reply), "hold" (the
+Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying; other
+datagrams and commands are served meanwhile), "gap" (seconds between the datagrams of one
+answer, e.g. a garbage datagram and the reply), "hold" (the
 answer goes out only after the answer to the next datagram), "count" (apply to this many
 datagrams, then fall back to ok).
 
@@ -61,6 +62,8 @@ does (each entry's key is cleared, then its values appended); 103 answers it bac
 """
 
 import argparse
+import heapq
+import itertools
 import json
 import os
 import selectors
@@ -244,6 +247,8 @@ class Simulator:
     def __init__(self, record_path, work=0.0):
         self.record = open(record_path, "a", encoding="utf-8") if record_path else None
         self.work = work
+        self.outbox = []  # heap of (due, order, datagram, receiver): answers not sent yet
+        self.order = itertools.count()
         self.reset()
 
     def reset(self):
@@ -376,22 +381,27 @@ class Simulator:
                 rec["request"] = request
                 mode, request_mode = self.mode_for(proc), True
                 rec["mode"] = mode["mode"]
-                delay = float(mode.get("delay", 0))
-                if delay > 0:  # sleep(0) would still give up the processor on every call
-                    time.sleep(delay)
                 replies += self.answer(proc, xid + int(mode.get("xid_delta", 0)), request, mode, rec)
         self.log(rec)
         if request_mode and mode.get("hold"):
             self.held += [(datagram, sender) for datagram in replies]
             return
+        due = time.monotonic() + (float(mode.get("delay", 0)) if request_mode else 0)
         gap = float(mode.get("gap", 0)) if request_mode else 0
         for i, datagram in enumerate(replies):
-            if i and gap > 0:
-                time.sleep(gap)
-            udp.sendto(datagram, sender)
+            heapq.heappush(self.outbox, (due + i * gap, next(self.order), datagram, sender))
         for datagram, to in self.held:
-            udp.sendto(datagram, to)
+            heapq.heappush(self.outbox, (due + len(replies) * gap, next(self.order), datagram, to))
         self.held = []
+        self.send_due(udp)
+
+    def send_due(self, udp):
+        """Sends the answers whose time has come; returns the seconds until the next (None: none)."""
+        now = time.monotonic()
+        while self.outbox and self.outbox[0][0] <= now:
+            _, _, datagram, to = heapq.heappop(self.outbox)
+            udp.sendto(datagram, to)
+        return max(0.0, self.outbox[0][0] - now) if self.outbox else None
 
     @staticmethod
     def decode_request(r):
@@ -525,7 +535,7 @@ def main():
     buffers = {}
     try:
         while True:
-            for key, _ in sel.select():
+            for key, _ in sel.select(sim.send_due(udp)):
                 if key.data == "udp":
                     data, sender = udp.recvfrom(65536)
                     sim.handle(data, sender, udp)

@@ -5,14 +5,16 @@ Starts one test display server process serving N displays (tools/xtestserver --d
 file-server control simulator (tools/fssim) that spends --work seconds on every call and keeps the
 kernel's default receive buffer, then N agents at once. Every agent that registers its display is
 sent its init message and D drives, all of them within about a second; once every drive is
-configured (or nothing has changed for a while), every display closes and the agents withdraw what
-they configured. Prints:
+configured (or nothing has reached the simulator for the time-out and 10 s), every display closes
+and the agents withdraw what they configured. The drives go out as fast as the display server's
+control socket takes them (600 in about 2 s on a loaded 2-CPU machine). Prints:
 
   datagrams the kernel dropped   the drops column of /proc/net/udp for the simulator's socket
   sessions registered            agents that opened their display (their registration was answered)
   drives configured              share entries holding a value at the simulator before the closes
-  calls received                 per procedure, and how many of them repeated an earlier call
-                                 (same sender and transaction identifier)
+  calls received                 per procedure, and how many of them repeated a call the simulator
+                                 had already received (same sender and transaction identifier; a
+                                 copy whose earlier copies the kernel dropped counts as the first)
   exit statuses                  of every agent
   left configured                share entries still holding a value, and displays still
                                  registered, after every agent has ended

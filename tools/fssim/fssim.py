@@ -15,7 +15,7 @@ Usage:
   --mode       shortcut for {"cmd": "mode", "proc": PROC, "mode": MODE, ...}: ARG is the error text
                for "error", the display name for "display", the status for "refuse".
   --work       seconds every answered call takes (the server's work; nothing else is read meanwhile)
-  --drop       shortcut for {"cmd": "drop", "copies": COPIES}
+  --drop       shortcut for {"cmd": "drop", "copies": COPIES} (every call)
 The UDP socket keeps the kernel's default receive buffer: what a burst leaves beyond it is dropped
 by the kernel, as it would be for a real server with the same buffer (see the drops column of
 /proc/net/udp).
@@ -44,9 +44,11 @@ Commands (one JSON object per line on the control socket; every one is answered 
   {"cmd": "state"}     -> {"ok": true, "config": {user: {key: [values]}}, "displays": {user: [..]},
                            "sessions": {user: [..]}, "unregistered": [users], "calls": n}
   {"cmd": "calls"}     -> {"ok": true, "calls": [records]}
-  {"cmd": "copies", "proc": 102} -> {"ok": true, "copies": n}: datagrams of the last call of 102
-  {"cmd": "drop", "copies": 1}   leave the first COPIES datagrams of every call unanswered (a copy
-                       is a datagram with the sender and transaction identifier of an earlier one)
+  {"cmd": "copies", "proc": 102} -> {"ok": true, "copies": n}: datagrams of the last call of the
+                       procedure (102 when not given)
+  {"cmd": "drop", "copies": 1, "count": 3}   leave the first COPIES datagrams of the next COUNT
+                       calls (of every call without "count") unanswered; a copy is a datagram with
+                       the sender and transaction identifier of an earlier one
   {"cmd": "reset"}     forget configuration, displays, sessions, calls and modes
   {"cmd": "quit"}
 
@@ -260,7 +262,8 @@ class Simulator:
         self.modes = {}  # proc -> mode dict
         self.last_caller = None
         self.copies = {}  # (sender, xid) -> datagrams seen
-        self.drop = 0
+        self.dropping = {}  # (sender, xid) -> copies of that call to leave unanswered
+        self.drop, self.drop_calls = 0, None
         self.held = []  # (datagram, sender) answers waiting for the next answer
 
     # -- control
@@ -304,10 +307,11 @@ class Simulator:
         if name == "calls":
             return {"calls": self.calls}
         if name == "copies":
-            proc = int(cmd["proc"])
+            proc = int(cmd.get("proc", 102))
             return {"copies": next((c["copy"] for c in reversed(self.calls) if c.get("proc") == proc), 0)}
         if name == "drop":
             self.drop = int(cmd.get("copies", 1))
+            self.drop_calls = int(cmd["count"]) if "count" in cmd else None
             return {}
         if name == "reset":
             self.reset()
@@ -349,7 +353,10 @@ class Simulator:
             self.log(rec)
             return
         copy = rec["copy"] = self.copies[(sender, xid)] = self.copies.get((sender, xid), 0) + 1
-        if copy <= self.drop:
+        if copy == 1 and self.drop and self.drop_calls != 0:
+            self.dropping[(sender, xid)] = self.drop
+            self.drop_calls = None if self.drop_calls is None else self.drop_calls - 1
+        if copy <= self.dropping.get((sender, xid), 0):
             rec["reply"] = "dropped"
             try:
                 rec["request"] = self.decode_request(r)

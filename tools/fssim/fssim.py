@@ -30,10 +30,9 @@ Modes (per procedure, "proc": 101..106, or "*" for all):
   undecodable  accepted success whose result data does not decode as a control response
   display      105 only: result 2 with the display name "display" (the display is still registered)
 Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying; other
-datagrams and commands are served meanwhile), "gap" (seconds between the datagrams of one
-answer, e.g. a garbage datagram and the reply), "hold" (the
-answer goes out only after the answer to the next datagram), "count" (apply to this many
-datagrams, then fall back to ok).
+datagrams and commands are served meanwhile), "gap" (seconds between the datagrams of one answer,
+e.g. a garbage datagram and the reply), "hold" (the answer goes out only after the answer to the
+next datagram), "count" (apply to this many datagrams, then fall back to ok).
 
 Commands (one JSON object per line on the control socket; every one is answered with one line,
 {"ok": true, ...} or {"ok": false, "error": "..."}):

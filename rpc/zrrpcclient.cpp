@@ -4,6 +4,7 @@
 
 #include "foundation/crypto/zrrandom.h"
 #include "foundation/crypto/zrsecurewipe.h"
+#include "net/zrudpportholders.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -34,11 +35,13 @@ std::chrono::microseconds ZrRPCResendSchedule::Next(uint32_t permille) {
 }
 
 ZrRPCClient::ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds)
-    : m_server(server), m_timeoutSeconds(timeoutSeconds) {
+    : m_server(server), m_timeoutSeconds(timeoutSeconds),
+      m_serverLocal(ZrUdpPortHolders::IsLocalAddress(server)) {
     // A server on this host is reached over loopback, so nothing from other hosts needs to get in.
     const bool loopback = (server.AsUint32() >> 24) == 127;
     ZrInetAddr local = loopback ? ZrInetAddr::AddressLoopback() : ZrInetAddr::AddressAny();
-    if (!m_socket.Bind(ZrSocketAddress(local), ZrSocket::datagram, false, 0, false)) {
+    if (!m_socket.Bind(ZrSocketAddress(local), ZrSocket::datagram, false, 0, false) ||
+        !m_socket.Connect(ZrSocketAddress(server))) {
         m_status = Errors::ERRBind;
         return;
     }
@@ -56,7 +59,36 @@ ZrRPCClient::~ZrRPCClient() = default;
 
 void ZrRPCClient::HandleServerRpcResponse(ZrRPCMessageFromServer&, const ZrInetAddr&) {}
 
+void ZrRPCClient::TrustPortHolder(uint32_t owner) {
+    m_checkPort = true;
+    m_portOwner = owner;
+}
+
+ZrRPCClient::PortHolders ZrRPCClient::ServerPortHolders() {
+    if (!m_checkPort || !m_serverLocal)
+        return portTrusted;
+    ZrUdpPortHolders holders;
+    if (!holders.Read(m_server))
+        return portHeldByAnother; // what cannot be read cannot be trusted
+    for (uint32_t uid : holders.Owners())
+        if (uid != 0 && uid != m_portOwner)
+            return portHeldByAnother;
+    return holders.Owners().empty() ? portFree : portTrusted;
+}
+
 ZrRPCClient::MessageError ZrRPCClient::SendServerRpcMessage(ZrRPCMessageFromClient& call) {
+    switch (ServerPortHolders()) {
+    case portHeldByAnother:
+        return SetStatus(Errors::ERRPortHeld);
+    case portFree:
+        // Whoever binds the port next would take the call: it is not put there. The server is down
+        // and the reply wait times out as it would after a send.
+        return SetStatus(Errors::ERRCallSuccess);
+    case portTrusted:
+        break;
+    }
+    // A server that was down has left its refusal of the last call pending on the socket.
+    (void)m_socket.ClearPendingError();
     call.Pack();
     long written = 0;
     switch (m_socket.WriteMessage(call.Where(), static_cast<long>(call.HowBig()), written, m_server)) {
@@ -109,7 +141,9 @@ bool ZrRPCClient::ServerDatagramNext() {
     ZrInetAddr from;
     if (!m_socket.PeekSender(from))
         return false;
-    if (from == m_server)
+    // A datagram from the server's port whose holders are not (or no longer) trusted may be an
+    // impostor's, and one from a port that nobody holds now cannot be told from one.
+    if (from == m_server && ServerPortHolders() == portTrusted)
         return true;
     DropDatagram();
     return false;
@@ -160,6 +194,8 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
             continue;
         }
         int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
+        // A failed read (the refusal that a server that is down sends back for a copy, say) or another
+        // sender's datagram is no reply.
         if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile || from != m_server)
             continue;
         // Every copy of this call carries its identifier; a late answer to an earlier call does not.

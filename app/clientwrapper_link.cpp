@@ -3,15 +3,13 @@
 #include "app/clientwrapper.h"
 
 #include "foundation/file/zrfile.h"
+#include "net/zrostream.h"
 
 bool ClientWrapper::FileExists(const ZrUniString& path) {
     return ZrFile::Exists(path);
 }
 bool ClientWrapper::FileIsSymlink(const ZrUniString& path) {
     return ZrFile::IsSymlink(path);
-}
-bool ClientWrapper::ReadSymlink(const ZrUniString& path, ZrUniString& target) {
-    return ZrFile::ReadSymlink(path, target);
 }
 bool ClientWrapper::Unlink(const ZrUniString& path) {
     return ZrFile::Unlink(path);
@@ -24,19 +22,21 @@ ZrUniString ClientWrapper::LinkPath() const {
 void ClientWrapper::CreateSymlink(const ZrUniString& host) {
     ZrUniString target = m_serverConfig.mountPoint + ZrUniString("/") + UserName() + ZrUniString("/") + host;
     ZrUniString link = LinkPath();
-    if (FileExists(link)) {
-        // Kept whatever it is: a link from an earlier run may lead to another host's drives.
-        if (FileIsSymlink(link)) {
-            ZrUniString existing;
-            ReadSymlink(link, existing);
-        }
+    // An entry already there is kept whatever it is: a link from an earlier run may lead to another
+    // host's drives.
+    if (FileExists(link))
         return;
-    }
     (void)ZrFile::Symlink(target, link); // a link that cannot be made is simply not there
 }
 
-void ClientWrapper::DeleteSymlink() {
+bool ClientWrapper::DeleteSymlink() {
     ZrUniString link = LinkPath();
     if (FileIsSymlink(link))
         Unlink(link);
+    // Whatever the removal said, what counts is whether the link is still there.
+    if (!FileIsSymlink(link))
+        return true;
+    m_err << "Failed to remove the link: " << link << "\n";
+    m_err.Flush();
+    return false;
 }

@@ -42,16 +42,13 @@ public:
 
     void AttachEventHandler(IEventHandler* handler);
     void DetachEventHandler(IEventHandler* handler);
-    const std::vector<IEventHandler*>& EventHandlers() const { return m_handlers; }
 
     // One turn: handles queued events up to the yield limit and sets the fast event when the
-    // limit cut the turn short.
+    // limit cut the turn short. HandleEvents first reads what the connection holds; HandleQueuedEvents
+    // takes only what Xlib has queued already, so that it never meets the end of the connection.
     void HandleEvents();
+    void HandleQueuedEvents();
 
-    uint64_t YieldLimit() const { return m_yieldLimit; }
-    void SetYieldLimit(uint64_t limit) { m_yieldLimit = limit; }
-    // X server time of the last key, button, motion, crossing, property or selection-clear event.
-    unsigned long LastEventTime() const { return m_lastEventTime; }
     waitable::FastEvent& FastEvent() { return m_fastEvent; }
 
     bool HasStream() const { return m_pStream != nullptr; }
@@ -60,6 +57,8 @@ public:
     int Descriptor() const;
     // Bytes waiting on the connection (FIONREAD), -1 when the query fails.
     long ReadableBytes() const;
+    // The name the connection was opened with, as Xlib keeps it; "" while closed.
+    const char* DisplayName() const;
 
 protected:
     // Takes over an opened connection: reads the yield limit from the environment and wraps the
@@ -69,10 +68,11 @@ protected:
     void Detach();
 
 private:
+    void HandleEvents(int mode);
+
     _XDisplay* m_pDisplay = nullptr;
     std::vector<IEventHandler*> m_handlers;
     uint64_t m_yieldLimit = kDefaultYieldLimit;
-    unsigned long m_lastEventTime = 0;
     waitable::FastEvent m_fastEvent;
     std::unique_ptr<network::SocketBase> m_pSocket;
     std::unique_ptr<network::SocketStream> m_pStream;

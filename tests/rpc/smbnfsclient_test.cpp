@@ -95,12 +95,12 @@ TEST_F(SMBNFSClientTest, UnansweredCallsAreSentAgainUnderOneDeadline) {
     const std::tuple<std::string, bool, unsigned> rows[] = {
         {R"("cmd":"drop","copies":1)", false, 2},
         {R"("cmd":"drop","copies":2)", false, 3},
-        {R"("cmd":"mode","mode":"ok","delay":1.5,"count":2)", false, 0},
+        {R"("cmd":"mode","mode":"ok","delay":1.5)", false, 0},
         {R"("cmd":"mode","mode":"ok","hold":1)", false, 2},
-        {R"("cmd":"mode","mode":"ok","xid_delta":77)", false, 2},
         // Garbage after 1 s, the reply 1.5 s later: within a time-out started again, past the deadline.
-        {R"("cmd":"mode","mode":"garbage","delay":1,"gap":1.5,"count":2)", true, 2},
-        {R"("cmd":"mode","mode":"silent","count":2)", true, 2},
+        {R"("cmd":"mode","mode":"garbage","delay":1,"gap":1.5)", true, 2},
+        {R"("cmd":"mode","mode":"ok","xid_delta":77)", true, 2},
+        {R"("cmd":"mode","mode":"silent")", true, 2},
     };
     for (const auto& [mode, timesOut, copies] : rows) {
         Mode(R"({"proc":102,"count":1,)" + mode + "}");
@@ -163,7 +163,6 @@ TEST(SMBNFSClientSetup, BindFailureIsTheFirstErrorText) {
     EXPECT_EQ(client.Status(), ZrRPCClientErrors::ERRBind);
     EXPECT_EQ(client.LastError().AsUtf8(),
               "Client failed to bind to a socket\nClient cannot process request");
-    EXPECT_EQ(client.Socket().LastErrno(), EMFILE);
 }
 
 } // namespace

@@ -33,8 +33,9 @@ Modes (per procedure, "proc": 101..106, or "*" for all):
   display      105 only: result 2 with the display name "display" (the display is still registered)
 Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying; other
 datagrams and commands are served meanwhile), "gap" (seconds between the datagrams of one answer,
-e.g. a garbage datagram and the reply), "hold" (the answer goes out only after the answer to the
-next datagram), "count" (apply to this many datagrams, then fall back to ok).
+e.g. a garbage datagram and the reply), "hold" (the answer to a call's first copy goes out only
+after the answer to the next datagram), "count" (apply to this many calls, then fall back to ok).
+Every copy of a call (same sender and transaction identifier) is answered in the call's mode.
 
 Commands (one JSON object per line on the control socket; every one is answered with one line,
 {"ok": true, ...} or {"ok": false, "error": "..."}):
@@ -266,6 +267,7 @@ class Simulator:
         self.dropping = {}  # (sender, xid) -> copies of that call to leave unanswered
         self.drop, self.drop_calls = 0, None
         self.held = []  # (datagram, sender) answers waiting for the next answer
+        self.call_modes = {}  # (sender, xid) -> the mode its first copy was answered in
 
     # -- control
 
@@ -387,11 +389,14 @@ class Simulator:
                 replies.append(reply_accepted(xid, 4))
             if request is not None:
                 rec["request"] = request
-                mode, request_mode = self.mode_for(proc), True
+                # A repeated copy of a call is answered as the call was: the mode is the call's.
+                key = (sender, xid)
+                mode = self.call_modes[key] if key in self.call_modes else self.mode_for(proc)
+                self.call_modes[key], request_mode = mode, True
                 rec["mode"] = mode["mode"]
                 replies += self.answer(proc, xid + int(mode.get("xid_delta", 0)), request, mode, rec)
         self.log(rec)
-        if request_mode and mode.get("hold"):
+        if request_mode and mode.get("hold") and copy == 1:
             self.held += [(datagram, sender) for datagram in replies]
             return
         due = time.monotonic() + (float(mode.get("delay", 0)) if request_mode else 0)

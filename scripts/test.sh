@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks the formatting, then builds and runs everything: the plain suite (after checking that every
+# Checks the formatting and that the map of the code (docs/architecture.md) names only what the tree
+# has, then builds and runs everything: the plain suite (after checking that every
 # include reaches only declared libraries), the package check, a Release build of the agent, the suite
 # again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
 # On a fresh Debian 12 or 13 machine (as root) it first installs what it needs.
@@ -35,6 +36,10 @@ stage() {
 
 format() {
   scripts/format_check.sh
+}
+
+map() {
+  scripts/check_map.py
 }
 
 plain() {
@@ -101,6 +106,7 @@ fuzz() {
 }
 
 stage "format check" format
+stage "map check (docs/architecture.md)" map
 stage "dependency check, plain build and tests" plain
 stage "package" package
 stage "Release build of the agent" release

@@ -123,6 +123,9 @@ def names(line, fenced):
 
 
 def main():
+    if len(sys.argv) > 2 or sys.argv[1:] and sys.argv[1].startswith("-"):
+        print(__doc__)
+        return 0 if sys.argv[1:] in (["-h"], ["--help"]) else 2
     path = os.path.join(ROOT, sys.argv[1] if len(sys.argv) > 1 else "docs/architecture.md")
     tree = Tree(tracked())
     problems = []

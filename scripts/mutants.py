@@ -117,7 +117,7 @@ class Runner:
 
 
 def main():
-    parser = argparse.ArgumentParser(usage=__doc__.split("\n\n")[1])
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default="build-mutants")
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())

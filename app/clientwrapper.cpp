@@ -128,11 +128,22 @@ void ClientWrapper::Connect() {
     m_pClient = std::make_unique<ZrSMBNFSClient>(server, timeout);
     if (m_pClient->LastError().Length())
         ExitBadConnect(m_pClient->LastError());
+    // A local file server is the one the administrator runs: the configuration names it.
+    m_pClient->TrustPortHolder(m_configOwner);
+}
+
+void ClientWrapper::ReportHeldPort() {
+    if (m_pClient->Status() != ZrRPCClientErrors::ERRPortHeld)
+        return;
+    m_err << m_pClient->LastError() << "\n";
+    m_err.Flush();
 }
 
 bool ClientWrapper::RegisterDisplay(const char* display) {
-    if (m_pClient->RegisterDisplayForUser(UserName(), ZrUniString(display)).Length())
+    if (m_pClient->RegisterDisplayForUser(UserName(), ZrUniString(display)).Length()) {
+        ReportHeldPort();
         return false;
+    }
     if (!m_pManager->AddDisplay(display, nullptr)) {
         CleanUp();
         ExitBadDisplay(ZrUniString(display));

@@ -4,6 +4,8 @@
 // withdraws all of it at clean-up. Start-up and configuration failures end the process with exit().
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 
 #include "app/exitcodes.h"
@@ -120,9 +122,14 @@ public:
 
 private:
     [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code);
+    // After a call whose failure says nothing by itself: the held-port text, if that was why.
+    void ReportHeldPort();
 
     std::unique_ptr<ZrSMBNFSClient> m_pClient;
     ServerConfig m_serverConfig;
+    // Who owns the server configuration read: besides root, the one account trusted to hold a local
+    // file server's port.
+    uid_t m_configOwner = 0;
     ZrOFStream& m_out;
     ZrOFStream& m_err;
     DeviceTable m_devices{10};

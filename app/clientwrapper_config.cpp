@@ -35,7 +35,8 @@ void ClientWrapper::ReadFromFile(const ZrUniString& path, ZrByteBuffer& out, boo
 
 void ClientWrapper::LoadConfigFromFile(const ZrUniString& path) {
     ZrByteBuffer bytes;
-    ReadFromFile(path, bytes, false);
+    if (!ZrFile::ReadFile(path, bytes, &m_configOwner))
+        ExitBadOpen(path);
     ZrUniString text;
     // Bytes that are not UTF-8 give the text that decoded; the parser then judges it.
     (void)text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);

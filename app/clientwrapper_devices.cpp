@@ -128,6 +128,8 @@ void ClientWrapper::SendFlushSession(const ZrUniString& host) {
     if (m_pClient->FlushSession(user, host).Length() == 0) {
         m_out << "Successfully disconnected " << user << "/" << host << "\n";
         m_out.Flush();
+    } else {
+        ReportHeldPort();
     }
 }
 
@@ -145,8 +147,10 @@ void ClientWrapper::CleanUp() {
         first = false;
     }
     SendSetConfig(db.ToString(-1));
-    if (m_pClient)
+    if (m_pClient) {
         (void)m_pClient->UnregisterUser(UserName()); // clean-up goes on whatever the server says
+        ReportHeldPort();
+    }
     DeleteSymlink();
     SendFlushSession(ZrUniString("*"));
 }

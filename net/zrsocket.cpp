@@ -121,7 +121,6 @@ bool ZrSocket::Bind(const ZrSocketAddress& address, connectionType type, bool re
     }
 }
 
-// Not called by the agent, which uses UDP; this and the next five (connections, peer addresses) are kept.
 bool ZrSocket::Connect(const ZrSocketAddress& address) {
     if (m_fd < 0 && !makesock(address.Domain(), SOCK_STREAM))
         return false;
@@ -132,6 +131,8 @@ bool ZrSocket::Connect(const ZrSocketAddress& address) {
     return true;
 }
 
+// Not called by the agent, whose one connection is a datagram socket's; this and the next four
+// (connections, peer addresses) are kept.
 bool ZrSocket::ConnectionComplete(ZrUniString& why) {
     int error = 0;
     socklen_t length = sizeof error;
@@ -223,6 +224,16 @@ bool ZrSocket::PeekSender(ZrInetAddr& from) {
         return false;
     }
     from = &sender;
+    return true;
+}
+
+bool ZrSocket::ClearPendingError() {
+    int error = 0;
+    socklen_t length = sizeof error;
+    if (::getsockopt(m_fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0)
+        return Fail("getsockopt",
+                    Fd() + Text(",SOL_SOCKET(" + Num(SOL_SOCKET) + "),SO_ERROR(" + Num(SO_ERROR) +
+                                "),(char*)(int*),int*(" + Num(sizeof error) + ")"));
     return true;
 }
 

@@ -30,6 +30,8 @@ public:
     // `verbose` reports the waiting on standard error.
     bool Bind(const ZrSocketAddress& address, connectionType type, bool reuseAddress, unsigned int retries,
               bool verbose);
+    // A stream socket is made when there is none yet; a datagram socket connected to an address
+    // sends there and the kernel drops every datagram from any other sender.
     bool Connect(const ZrSocketAddress& address);
     // After a non-blocking connect became writable: true when it succeeded; otherwise records the
     // failure and puts its reason into `why`.
@@ -48,6 +50,9 @@ public:
     // The sender of the datagram at the head of the queue, which stays there; never waits. False
     // when nothing is queued (or on a failure, recorded like ReadMessage's).
     bool PeekSender(ZrInetAddr& from);
+    // Takes the socket's pending error off (SO_ERROR): a connected datagram socket keeps the refusal
+    // of an earlier datagram to a port where nothing listened and would fail the next send with it.
+    bool ClearPendingError();
 
     // 0 when the size cannot be read (the failure is recorded).
     unsigned int GetReceiveBufferSize();

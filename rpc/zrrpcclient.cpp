@@ -3,6 +3,7 @@
 #include <sys/select.h>
 
 #include "foundation/crypto/zrsecurewipe.h"
+#include "net/zrudpportholders.h"
 
 #include <cerrno>
 #include <chrono>
@@ -23,11 +24,13 @@ timeval TimeLeft(Clock::time_point deadline) {
 } // namespace
 
 ZrRPCClient::ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds)
-    : m_server(server), m_timeoutSeconds(timeoutSeconds) {
+    : m_server(server), m_timeoutSeconds(timeoutSeconds),
+      m_serverLocal(ZrUdpPortHolders::IsLocalAddress(server)) {
     // A server on this host is reached over loopback, so nothing from other hosts needs to get in.
     const bool loopback = (server.AsUint32() >> 24) == 127;
     ZrInetAddr local = loopback ? ZrInetAddr::AddressLoopback() : ZrInetAddr::AddressAny();
-    if (!m_socket.Bind(ZrSocketAddress(local), ZrSocket::datagram, false, 0, false)) {
+    if (!m_socket.Bind(ZrSocketAddress(local), ZrSocket::datagram, false, 0, false) ||
+        !m_socket.Connect(ZrSocketAddress(server))) {
         m_status = Errors::ERRBind;
         return;
     }
@@ -45,7 +48,36 @@ ZrRPCClient::~ZrRPCClient() = default;
 
 void ZrRPCClient::HandleServerRpcResponse(ZrRPCMessageFromServer&, const ZrInetAddr&) {}
 
+void ZrRPCClient::TrustPortHolder(uint32_t owner) {
+    m_checkPort = true;
+    m_portOwner = owner;
+}
+
+ZrRPCClient::PortHolders ZrRPCClient::ServerPortHolders() {
+    if (!m_checkPort || !m_serverLocal)
+        return portTrusted;
+    ZrUdpPortHolders holders;
+    if (!holders.Read(m_server))
+        return portHeldByAnother; // what cannot be read cannot be trusted
+    for (uint32_t uid : holders.Owners())
+        if (uid != 0 && uid != m_portOwner)
+            return portHeldByAnother;
+    return holders.Owners().empty() ? portFree : portTrusted;
+}
+
 ZrRPCClient::MessageError ZrRPCClient::SendServerRpcMessage(ZrRPCMessageFromClient& call) {
+    switch (ServerPortHolders()) {
+    case portHeldByAnother:
+        return SetStatus(Errors::ERRPortHeld);
+    case portFree:
+        // Whoever binds the port next would take the call: it is not put there. The server is down
+        // and the reply wait times out as it would after a send.
+        return SetStatus(Errors::ERRCallSuccess);
+    case portTrusted:
+        break;
+    }
+    // A server that was down has left its refusal of the last call pending on the socket.
+    (void)m_socket.ClearPendingError();
     call.Pack();
     long written = 0;
     switch (m_socket.WriteMessage(call.Where(), static_cast<long>(call.HowBig()), written, m_server)) {
@@ -97,7 +129,9 @@ bool ZrRPCClient::ServerDatagramNext() {
     ZrInetAddr from;
     if (!m_socket.PeekSender(from))
         return false;
-    if (from == m_server)
+    // A datagram from the server's port whose holders are not (or no longer) trusted may be an
+    // impostor's, and one from a port that nobody holds now cannot be told from one.
+    if (from == m_server && ServerPortHolders() == portTrusted)
         return true;
     DropDatagram();
     return false;
@@ -136,6 +170,9 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromSer
         if (ready == 0)
             return Errors::ERRTimeOut;
         int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
+        // The refusal a server that is down sends back for the call: no reply came.
+        if (result == ZrSocket::messageFailed && m_socket.LastErrno() == ECONNREFUSED)
+            continue;
         // Another sender's datagram is no reply and must not keep us waiting beyond the deadline.
         if (result != ZrSocket::messageFailed && from != m_server)
             continue;

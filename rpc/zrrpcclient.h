@@ -18,8 +18,10 @@ public:
     static constexpr unsigned int kSocketBufferSize = 32768;
 
     // Binds a datagram socket to port 0, on the loopback address when the server's address is a
-    // loopback one and on every interface otherwise, and raises its buffers to 32768 bytes; the
-    // outcome is the status (ERRBind, ERRGetBuffer, ERRSendBuffer or ERRCallSuccess).
+    // loopback one and on every interface otherwise, connects it to the server (so the kernel
+    // drops whatever another sender sends to it) and raises its buffers to 32768 bytes; the
+    // outcome is the status (ERRBind, also when it cannot connect, ERRGetBuffer, ERRSendBuffer or
+    // ERRCallSuccess).
     ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds);
     virtual ~ZrRPCClient();
     ZrRPCClient(const ZrRPCClient&) = delete;
@@ -32,7 +34,10 @@ public:
     [[nodiscard]] MessageError SendAndReceiveRpc(ZrRPCMessageFromClient& call);
     // Waits for one reply (ReceiveRpcWithTimeout) and hands it to HandleServerRpcResponse.
     [[nodiscard]] MessageError ReceiveRpc(ZrRPCMessageFromServer& reply);
-    // One datagram to the server.
+    // One datagram to the server. When the server's port must be held by a trusted account (see
+    // TrustPortHolder) and another holds it, or the tables cannot tell: ERRPortHeld, nothing sent;
+    // when nothing holds it: nothing is sent either, and the wait that follows times out as it
+    // would for a server that is down.
     [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
     // Only datagrams whose sender is exactly the server address are heard; any other is dropped
     // without being decoded, whatever it holds.
@@ -44,8 +49,13 @@ public:
     // does not decode starts the time-out again; one from another sender leaves the deadline alone.
     [[nodiscard]] MessageError ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
     // For a socket found readable with no call outstanding: true when the server's datagram is next
-    // in the queue. A datagram from another sender at the head is taken off and dropped; never waits.
+    // in the queue and, where it is checked, the server's port is held by trusted accounts alone. A
+    // datagram from another sender or from a port not so held is taken off and dropped; never waits.
     [[nodiscard]] bool ServerDatagramNext();
+    // From now on, when the server is on this host, its port must be held by root or `owner` alone
+    // (every socket that would receive a datagram for it, ZrUdpPortHolders) for a call to be sent
+    // or a datagram between calls to be taken.
+    void TrustPortHolder(uint32_t owner);
 
     MessageError Status() const { return m_status; }
     const ZrInetAddr& Server() const { return m_server; }
@@ -62,11 +72,17 @@ private:
     [[nodiscard]] bool Decode(const unsigned char* data, long length, ZrRPCMessageFromServer& reply);
     // Takes the datagram at the head of the queue off unread.
     void DropDatagram();
+    enum PortHolders { portTrusted, portFree, portHeldByAnother };
+    // Who holds the server's port now; portTrusted when it is not checked.
+    PortHolders ServerPortHolders();
 
     MessageError m_status = ZrRPCClientErrors::ERRCallSuccess;
     ZrInetAddr m_server;
     ZrSocket m_socket;
     unsigned int m_timeoutSeconds;
+    bool m_serverLocal;
+    bool m_checkPort = false;
+    uint32_t m_portOwner = 0;
     std::array<unsigned char, kReceiveArea> m_receiveArea;
     // How far datagrams have filled the area since it was last wiped: pages never written stay
     // untouched (one client lives in every session).

@@ -31,6 +31,7 @@ constexpr ErrorText kErrors[] = {
     {22, "ERRBind", "Client failed to bind to a socket", "Client cannot process request"},
     {23, "ERRGetBuffer", "Failed to set get buffer size", "Client cannot process request"},
     {24, "ERRSendBuffer", "Failed to set send buffer size", "Client cannot process request"},
+    {25, "ERRPortHeld", "The file server's port is held by another account", "Check the server is running"},
     {100, "ERRTerminal", "", ""},
 };
 

@@ -24,6 +24,9 @@ public:
         ERRBind = 22,
         ERRGetBuffer = 23,
         ERRSendBuffer = 24,
+        // A local server's port is held by an account other than root and the owner of the
+        // server's configuration: nothing was sent.
+        ERRPortHeld = 25,
         ERRTerminal = 100,
     };
 

@@ -7,7 +7,8 @@ Every name in backticks, and every path and qualified name inside the map's fenc
 looked up in the tracked files:
 - a path (it has a slash or a file extension) must exist: from the root, or as the end of a tracked
   path ("utf8.cpp", "string/"); "*" matches as in a shell; a path under build/ is made by the build,
-  so its last part must be named by a tracked CMake or script file;
+  so its last part must be named by a tracked CMake or script file; an absolute path is the
+  system's and is not looked up;
 - a qualified name (`Type::Member`, `ns::Type`, `ns::`) must be declared where it says: the literal
   text occurs in a source, or each part is declared (a function, member, type, namespace or
   constant) inside the braces of a class, struct, enum or namespace of the part before it;
@@ -84,6 +85,8 @@ class Tree:
         return any(declaration.search(body) for body in self.body_of(outer))
 
     def has_path(self, path):
+        if path.startswith("/"):  # the system's (/proc/net/udp, /etc/passwd), not the tree's
+            return True
         if path.startswith("build/"):
             last = path.rstrip("/").rsplit("/", 1)[-1]
             return any(last in t for p, t in self.texts.items() if p.endswith((".cmake", "CMakeLists.txt", ".sh", ".py")))

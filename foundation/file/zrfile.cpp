@@ -22,15 +22,18 @@ const char* CPath(const ZrByteBuffer& bytes) {
 }
 } // namespace
 
-bool ZrFile::ReadFile(const ZrUniString& path, ZrByteBuffer& out) {
+bool ZrFile::ReadFile(const ZrUniString& path, ZrByteBuffer& out, uid_t* owner) {
     out.Clear();
     ZrByteBuffer name = SystemPath(path);
     int fd = open(CPath(name), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
+    struct stat st;
+    bool ok = !owner || fstat(fd, &st) == 0;
+    if (ok && owner)
+        *owner = st.st_uid;
     unsigned char chunk[16384];
-    bool ok = true;
-    for (;;) {
+    while (ok) {
         ssize_t n = read(fd, chunk, sizeof chunk);
         if (n > 0) {
             out.Append(chunk, static_cast<uint64_t>(n));

@@ -9,8 +9,9 @@
 
 class ZrFile {
 public:
-    // Reads the whole file into `out` (replacing its contents).
-    [[nodiscard]] static bool ReadFile(const ZrUniString& path, ZrByteBuffer& out);
+    // Reads the whole file into `out` (replacing its contents); `owner`, when given, receives the
+    // uid that owns the very file read.
+    [[nodiscard]] static bool ReadFile(const ZrUniString& path, ZrByteBuffer& out, uid_t* owner = nullptr);
     // stat() of the path (links followed): its mode bits.
     [[nodiscard]] static bool Mode(const ZrUniString& path, mode_t& mode);
     // True when stat() succeeds and the mode lets the group or others read (owner, write and execute

@@ -24,9 +24,10 @@ def keys_of(config_text):
 class AgentTest(unittest.TestCase):
     displays = 1
     tcp = ()  # the displays that also listen on TCP
+    fssim_args = ()
 
     def setUp(self):
-        self.peers = Peers(self.displays, self.tcp)
+        self.peers = Peers(self.displays, self.tcp, self.fssim_args)
         self.addCleanup(self.peers.close)
 
     def add(self, device_id, uri, user=ALICE, password=SECRET):

@@ -3,8 +3,6 @@ form (clear, as the client encoded it, as the file server received it), and it c
 
 import base64
 import os
-import shutil
-import subprocess
 import unittest
 
 from agent_test import AGENT, AgentTest, keys_of
@@ -43,11 +41,7 @@ class SecretsInMemory(AgentTest):
 
     def test_a_removed_drives_password_leaves_no_copy(self):
         p = self.peers
-        os.chmod(p.dir, 0o755), os.chown(p.home, NOBODY, NOBODY), os.chmod("/tmp/.X11-unix/X" + p.display[1:], 0o777)
-        agent = shutil.copy(AGENT, p.dir)  # the build folder may be out of the other account's reach
-        p.agent = subprocess.Popen([agent, "--dmpdisplay", p.display, "--servercfg", p.config()], user=NOBODY,
-                                   group=NOBODY, extra_groups=[], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        p.announce()
+        self.start(user=NOBODY)
         # First drives (host entries, link, session flush), a short password that a standard string
         # would keep inside itself, then drives beside a live one.
         removed = {pw: self.cycle(i, pw) for i, pw in enumerate(("Qv1!Glacier-Tundra", "Zk2#pq", "Qv3!Tundra"), 1)}

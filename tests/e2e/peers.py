@@ -30,7 +30,7 @@ def wait_for(predicate, timeout=10.0, what="condition"):
 class Peers:
     """A temporary folder with a display server, a simulator, a home directory and a configuration."""
 
-    def __init__(self, displays=1, tcp=()):
+    def __init__(self, displays=1, tcp=(), fssim_args=()):
         self.dir = tempfile.mkdtemp(prefix="kp-e2e-")
         self.home = os.path.join(self.dir, "home")
         os.mkdir(self.home)
@@ -53,7 +53,7 @@ class Peers:
         port_file = os.path.join(self.dir, "port")
         fs_sock = os.path.join(self.dir, "fs.sock")
         self.procs.append(subprocess.Popen([sys.executable, os.path.join(SOURCE_DIR, "tools/fssim/fssim.py"),
-                                            "--port-file", port_file, "--control", fs_sock],
+                                            "--port-file", port_file, "--control", fs_sock, *fssim_args],
                                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         wait_for(lambda: os.path.exists(port_file) and os.path.exists(fs_sock), what="simulator")
         with open(port_file) as f:
@@ -72,17 +72,23 @@ class Peers:
             f.write(text)
         return path
 
-    def start_agent(self, config=None, display=None, env=None, prefix=()):
-        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say)."""
+    def start_agent(self, config=None, display=None, env=None, prefix=(), user=None):
+        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `user`, an account (uid)
+        to run it as, given the home, the displays and a copy of the agent (the build folder may be out of reach)."""
         environment = dict(os.environ)
         environment.update(env or {})
-        self.agent = subprocess.Popen([*prefix, AGENT, "--dmpdisplay", display or self.display, "--servercfg",
+        agent, account = AGENT, {}
+        if user is not None:
+            os.chmod(self.dir, 0o755), os.chown(self.home, user, user)
+            [os.chmod("/tmp/.X11-unix/X" + name[1:], 0o777) for name in self.displays]
+            agent, account = shutil.copy(AGENT, self.dir), dict(user=user, group=user, extra_groups=[])
+        self.agent = subprocess.Popen([*prefix, agent, "--dmpdisplay", display or self.display, "--servercfg",
                                        config or self.config()],
-                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment)
+                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment, **account)
         return self.agent
 
-    def run_agent(self, config=None, display=None, env=None, timeout=20, prefix=()):
-        proc = self.start_agent(config, display, env, prefix)
+    def run_agent(self, config=None, display=None, env=None, timeout=20, prefix=(), user=None):
+        proc = self.start_agent(config, display, env, prefix, user)
         out, err = proc.communicate(timeout=timeout)
         return proc.returncode, out.decode(), err.decode()
 

@@ -3,11 +3,13 @@
 procedures 101 (flush sessions) to 106 (unregister user), for tests and demos of the agent.
 
 Usage:
-  fssim.py [--host 127.0.0.1] [--port 0] [--port-file FILE] [--record FILE]
+  fssim.py [--host 127.0.0.1] [--port 0] [--reuse-addr] [--port-file FILE] [--record FILE]
            [--control SOCKET] [--script FILE] [--mode PROC=MODE[:ARG]]...
 
   --port       UDP port to bind (0: the system picks one). When ready the port is printed on
                standard output as "PORT <n>" and written to --port-file (number and line feed).
+  --reuse-addr sets SO_REUSEADDR on the UDP socket before binding, as some servers do (another
+               socket with the option may then bind the same address and port while this one runs).
   --record     JSON-lines file receiving one object per received datagram (see "Record" below).
   --control    Unix-domain stream socket taking JSON-lines commands (see "Commands").
   --script     file of JSON-lines commands applied at start, before the port is announced.
@@ -440,6 +442,7 @@ def main():
     ap = argparse.ArgumentParser(description="File-server control simulator (see the text at the top).")
     ap.add_argument("--host", default="127.0.0.1")
     ap.add_argument("--port", type=int, default=0)
+    ap.add_argument("--reuse-addr", action="store_true")
     ap.add_argument("--port-file")
     ap.add_argument("--record")
     ap.add_argument("--control")
@@ -449,6 +452,7 @@ def main():
 
     sim = Simulator(args.record)
     udp = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    udp.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, int(args.reuse_addr))
     udp.bind((args.host, args.port))
 
     if args.script:

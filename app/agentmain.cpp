@@ -8,13 +8,14 @@
 #include "dmp/dmpmanager.h"
 #include "foundation/codeset/zrcodesetconverter.h"
 #include "foundation/file/zrfile.h"
+#include "framework/platform/currentprocess.h"
 #include "framework/platform/dispatcher.h"
 #include "framework/platform/sandbox.h"
 
 namespace {
 
-// Turns the controller and the dispatcher until a dispatcher step leaves one registration or none:
-// then only the control socket, or nothing, is left to wait for.
+// Turns the controller and the dispatcher until a dispatcher step leaves one registration or none
+// (then only the control socket, or nothing, is left to wait for) or a signal asked for the end.
 void RunLoop(ClientWrapper& client, platform::Dispatcher& dispatcher) {
     for (;;) {
         client.Process();
@@ -27,7 +28,7 @@ void RunLoop(ClientWrapper& client, platform::Dispatcher& dispatcher) {
             registrations = dispatcher.Dispatch();
         }
         // -1: the poll found nothing ready, so nothing was dispatched.
-        if (registrations >= 0 && registrations <= 1)
+        if ((registrations >= 0 && registrations <= 1) || dispatcher.ExitRequest() != 0)
             return;
     }
 }
@@ -42,12 +43,14 @@ void Main(int argc, char** argv, int& exitCode) {
     platform::Dispatcher dispatcher;
     ClientWrapper client(cout, cerr, dispatcher);
     g_pClientWrapper = &client;
-    // An X I/O error ends the process from inside Xlib; what was configured is withdrawn first.
-    DMPManager::SetCleanUp([&client] { client.CleanUp(); });
-    // The endpoint's one message of its own goes out through the same standard-output stream.
-    DMPEnum::SetMessageWriter([](const char* text) {
-        cout << text;
-        cout.Flush();
+    // A display without the extension, or one Xlib finds broken, ends the process from inside the
+    // DMP layer; what was configured is withdrawn first.
+    DMPManager::SetEnding([&client](int cause) { return client.EndSession(cause); });
+    // The endpoint's lines go out through the same streams as the agent's own.
+    DMPEnum::SetMessageWriter([](bool error, const char* text) {
+        ZrOFStream& stream = error ? cerr : cout;
+        stream << text;
+        stream.Flush();
     });
 
     CheckDisplayArguments(argc, argv);
@@ -55,14 +58,20 @@ void Main(int argc, char** argv, int& exitCode) {
 
     client.LoadConfigFromFile(options.configFile);
     client.Connect();
-    // A refused registration configured nothing, so there is nothing to clean up.
+    // Until here a signal ends the process at once (nothing is configured yet); from the registration
+    // on, it is recorded, the call in progress finishes and the session ends through its clean-up.
+    platform::CurrentProcess::RecordSignals();
     if (client.RegisterDisplay(argv[2])) {
         // Start-up is over: from here on the agent serves its displays, the file server and its link.
         platform::Confine(reinterpret_cast<const char*>(ZrFile::SystemPath(client.LinkPath()).Data()));
         RunLoop(client, dispatcher);
-        client.CleanUp();
+        exitCode = client.EndSession(kExitNormal);
+    } else {
+        // A refused registration configured nothing, so there is nothing to clean up.
+        exitCode = platform::CurrentProcess::EndOnSignal();
     }
-    DMPManager::SetCleanUp(nullptr);
+    // The displays still open are closed on the way out; should one turn out broken then, the process
+    // still ends with this status.
+    DMPManager::SetEnding([status = exitCode](int) { return status; });
     g_pClientWrapper = nullptr;
-    exitCode = kExitNormal;
 }

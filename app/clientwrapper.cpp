@@ -69,7 +69,7 @@ void ClientWrapper::SetExitFunction(ExitFunction function) {
     g_exitFunction = function;
 }
 
-void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code) {
+void ClientWrapper::Report(const char* text, const ZrUniString& argument, bool quoted) {
     m_err << text;
     if (quoted)
         m_err << "\"" << argument << "\"\n";
@@ -77,6 +77,14 @@ void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quo
         m_err << argument << "\n";
     m_out.Flush();
     m_err.Flush();
+}
+
+void ClientWrapper::Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code) {
+    Report(text, argument, quoted);
+    ExitWith(code);
+}
+
+void ClientWrapper::ExitWith(int code) {
     if (g_exitFunction)
         g_exitFunction(code);
     std::exit(code);
@@ -94,11 +102,12 @@ void ClientWrapper::ExitBadTimeout(const ZrUniString& text) {
 void ClientWrapper::ExitBadConnect(const ZrUniString& text) {
     Exit("Failed to connect to the server: ", text, false, kExitBadSetup);
 }
-void ClientWrapper::ExitBadReturn(const ZrUniString& reply) {
-    Exit("The command failed: ", reply, false, kExitCommandRefused);
+void ClientWrapper::ReportBadReturn(const ZrUniString& reply) {
+    Report("The command failed: ", reply, false);
 }
 void ClientWrapper::ExitBadDisplay(const ZrUniString& display) {
-    Exit("Failed to open X display: ", display, false, kExitNoDisplay);
+    Report("Failed to open X display: ", display, false);
+    ExitWith(EndSession(kExitNoDisplay));
 }
 void ClientWrapper::ExitBadServerConfig(const ZrUniString& reason) {
     Exit("Failed while parsing server config: ", reason, true, kExitBadSetup);
@@ -144,10 +153,8 @@ bool ClientWrapper::RegisterDisplay(const char* display) {
         ReportHeldPort();
         return false;
     }
-    if (!m_pManager->AddDisplay(display, nullptr)) {
-        CleanUp();
+    if (!m_pManager->AddDisplay(display, nullptr))
         ExitBadDisplay(ZrUniString(display));
-    }
     m_pControlSocket = std::make_unique<platform::Socket>(m_pClient->Descriptor());
     m_pControlSocket->SetNotify(this);
     m_dispatcher.Add(*m_pControlSocket);

@@ -1,7 +1,9 @@
 // ClientWrapper: the agent's controller. It loads the server configuration, connects to the file
 // server's control program, registers the X display, turns every client drive that the display's DMP
 // endpoint reports into share configuration on the file server, keeps the home-directory link, and
-// withdraws all of it at clean-up. Start-up and configuration failures end the process with exit().
+// withdraws all of it at clean-up. Start-up failures end the process with exit(); once the display is
+// registered, a refused command is reported and serving goes on, and every ending runs the clean-up
+// (EndSession).
 #pragma once
 
 #include <sys/types.h>
@@ -82,9 +84,17 @@ public:
                        const ZrUniString& password);
     void AddShareConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& share,
                         const ZrUniString& user, const ZrUniString& password);
-    void SendSetConfig(const ZrUniString& configText);
-    void SendFlushSession(const ZrUniString& host);
-    void CleanUp();
+    // False, after the command-failed line, when the server refused the text or did not answer.
+    bool SendSetConfig(const ZrUniString& configText);
+    // The server's error text, empty on success.
+    ZrUniString SendFlushSession(const ZrUniString& host);
+    // Withdraws every share, unregisters the user, removes the link and flushes every host's sessions;
+    // a failed step is reported with its line and the rest still run. False when a step failed.
+    bool CleanUp();
+    // The one way a registered session ends: takes the signals back to ending at once, runs the
+    // clean-up (once) and returns the exit status: a recorded signal's, else `cause`; 4 when a clean-up
+    // step failed.
+    int EndSession(int cause);
 
     // The home-directory link.
     bool FileExists(const ZrUniString& path);
@@ -92,7 +102,8 @@ public:
     bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
     bool Unlink(const ZrUniString& path);
     void CreateSymlink(const ZrUniString& host);
-    void DeleteSymlink();
+    // False when a link is there and could not be removed.
+    bool DeleteSymlink();
 
     // The local account name (worked out once for the process).
     const ZrUniString& UserName();
@@ -110,7 +121,9 @@ public:
     [[noreturn]] void ExitBadPort(const ZrUniString& text);
     [[noreturn]] void ExitBadTimeout(const ZrUniString& text);
     [[noreturn]] void ExitBadConnect(const ZrUniString& text);
-    [[noreturn]] void ExitBadReturn(const ZrUniString& reply);
+    // Not exits: a refused command is reported and serving goes on; a display that cannot be opened
+    // ends the session (EndSession) after its line.
+    void ReportBadReturn(const ZrUniString& reply);
     [[noreturn]] void ExitBadDisplay(const ZrUniString& display);
 
     const ServerConfig& Config() const { return m_serverConfig; }
@@ -121,7 +134,9 @@ public:
     ZrUniString LinkPath() const;
 
 private:
+    void Report(const char* text, const ZrUniString& argument, bool quoted);
     [[noreturn]] void Exit(const char* text, const ZrUniString& argument, bool quoted, ExitCode code);
+    [[noreturn]] static void ExitWith(int code);
     // After a call whose failure says nothing by itself: the held-port text, if that was why.
     void ReportHeldPort();
 
@@ -138,4 +153,5 @@ private:
     std::unique_ptr<platform::Socket> m_pControlSocket;
     ZrUniString m_symlinkDir;
     ZrUniString m_symlinkName;
+    bool m_ended = false;
 };

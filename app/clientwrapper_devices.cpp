@@ -7,6 +7,7 @@
 
 #include "app/credentials.h"
 #include "foundation/database/zrdatabase.h"
+#include "framework/platform/currentprocess.h"
 #include "net/zrostream.h"
 #include "rpc/zrsmbnfsclient.h"
 
@@ -53,7 +54,7 @@ void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString
     uint32_t before = m_devices.Count();
     ShareEqualStrings(m_devices, record);
     const ZrUniString lowerHost = record.host;
-    m_devices.InsertNonConst(std::make_unique<DeviceRecord>(std::move(record)));
+    const uint32_t slot = m_devices.InsertNonConst(std::make_unique<DeviceRecord>(std::move(record)));
 
     ZrUniString user = credentials::DecodeUsername(encodedUser);
     ZrUniString password = credentials::DecodePassword(encodedPassword, UserName());
@@ -63,8 +64,13 @@ void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString
     AddShareConfig(db, lowerHost, share, user, password);
     ZrUniString text = db.ToString(-1);
     password.Wipe();
-    SendSetConfig(text);
+    const bool set = SendSetConfig(text);
     text.Wipe();
+    if (!set) {
+        // Not configured, so not recorded: announcing the drive again tries again.
+        (void)m_devices.RemoveAt(slot); // the slot was just filled
+        return;
+    }
     if (before == 0)
         CreateSymlink(lowerHost);
 }
@@ -75,14 +81,16 @@ void ClientWrapper::OnRemoveDevice(ZrUniString host, ZrUniString share, ZrUniStr
     uint32_t slot = FindDevice(m_devices, record);
     if (slot == m_devices.EndIndex())
         return;
-    (void)m_devices.RemoveAt(slot); // the slot was just found occupied
-    uint32_t remaining = m_devices.Count();
+    const uint32_t remaining = m_devices.Count() - 1;
 
     ZrDatabase db;
     AddShareConfig(db, record.host, record.share, ZrUniString(), ZrUniString());
     if (remaining == 0)
         AddHostConfig(db, record.host, ZrUniString(), ZrUniString());
-    SendSetConfig(db.ToString(-1));
+    // A withdrawal that failed stays recorded, so that the clean-up withdraws the drive again.
+    if (!SendSetConfig(db.ToString(-1)))
+        return;
+    (void)m_devices.RemoveAt(slot); // the slot was just found occupied
     if (remaining == 0) {
         SendFlushSession(record.host);
         DeleteSymlink();
@@ -105,9 +113,9 @@ void ClientWrapper::AddShareConfig(ZrDatabase& db, const ZrUniString& host, cons
     db.AppendValue(base + ZrUniString("password"), password);
 }
 
-void ClientWrapper::SendSetConfig(const ZrUniString& configText) {
+bool ClientWrapper::SendSetConfig(const ZrUniString& configText) {
     if (!m_pClient)
-        return;
+        return true;
     const ZrUniString& user = UserName();
     ZrUniString reply = m_pClient->SetConfig(user, configText);
     if (reply.Length() == 0) {
@@ -116,24 +124,28 @@ void ClientWrapper::SendSetConfig(const ZrUniString& configText) {
     } else if (reply[0] == u'S') {
         m_out << reply; // a success message of the server's own
     } else {
-        ExitBadReturn(reply);
+        ReportBadReturn(reply);
+        return false;
     }
     m_out.Flush();
+    return true;
 }
 
-void ClientWrapper::SendFlushSession(const ZrUniString& host) {
+ZrUniString ClientWrapper::SendFlushSession(const ZrUniString& host) {
     if (!m_pClient)
-        return;
+        return ZrUniString();
     const ZrUniString& user = UserName();
-    if (m_pClient->FlushSession(user, host).Length() == 0) {
+    ZrUniString reply = m_pClient->FlushSession(user, host);
+    if (reply.Length() == 0) {
         m_out << "Successfully disconnected " << user << "/" << host << "\n";
         m_out.Flush();
     } else {
         ReportHeldPort();
     }
+    return reply;
 }
 
-void ClientWrapper::CleanUp() {
+bool ClientWrapper::CleanUp() {
     ZrDatabase db;
     bool first = true;
     for (uint32_t i = 0; i < m_devices.EndIndex(); ++i) {
@@ -146,11 +158,36 @@ void ClientWrapper::CleanUp() {
             AddHostConfig(db, record.host, ZrUniString(), ZrUniString());
         first = false;
     }
-    SendSetConfig(db.ToString(-1));
+    // Every step runs whatever the one before it met; each failure has its line.
+    bool clean = SendSetConfig(db.ToString(-1));
     if (m_pClient) {
-        (void)m_pClient->UnregisterUser(UserName()); // clean-up goes on whatever the server says
-        ReportHeldPort();
+        const ZrUniString reply = m_pClient->UnregisterUser(UserName());
+        if (reply.Length()) {
+            ReportBadReturn(reply);
+            clean = false;
+        }
     }
-    DeleteSymlink();
-    SendFlushSession(ZrUniString("*"));
+    clean = DeleteSymlink() && clean;
+    const ZrUniString flushed = SendFlushSession(ZrUniString("*"));
+    if (flushed.Length()) {
+        // A held port has had its line already.
+        if (m_pClient->Status() != ZrRPCClientErrors::ERRPortHeld)
+            ReportBadReturn(flushed);
+        clean = false;
+    }
+    return clean;
+}
+
+int ClientWrapper::EndSession(int cause) {
+    // A signal from here on ends the process at once; one that came before names the ending.
+    const int32_t signalled = platform::CurrentProcess::EndOnSignal();
+    int status = signalled ? signalled : cause;
+    if (!m_ended) {
+        m_ended = true;
+        if (!CleanUp())
+            status = kExitCommandRefused; // this session left configuration behind
+    }
+    m_out.Flush();
+    m_err.Flush();
+    return status;
 }

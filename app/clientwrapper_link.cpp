@@ -3,6 +3,7 @@
 #include "app/clientwrapper.h"
 
 #include "foundation/file/zrfile.h"
+#include "net/zrostream.h"
 
 bool ClientWrapper::FileExists(const ZrUniString& path) {
     return ZrFile::Exists(path);
@@ -35,8 +36,14 @@ void ClientWrapper::CreateSymlink(const ZrUniString& host) {
     (void)ZrFile::Symlink(target, link); // a link that cannot be made is simply not there
 }
 
-void ClientWrapper::DeleteSymlink() {
+bool ClientWrapper::DeleteSymlink() {
     ZrUniString link = LinkPath();
     if (FileIsSymlink(link))
         Unlink(link);
+    // Whatever the removal said, what counts is whether the link is still there.
+    if (!FileIsSymlink(link))
+        return true;
+    m_err << "Failed to remove the link: " << link << "\n";
+    m_err.Flush();
+    return false;
 }

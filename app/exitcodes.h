@@ -12,7 +12,7 @@ enum ExitCode : int {
     kExitServerUnresolved = 2,
     // Current user unknown, configuration unreadable or invalid, bad port or time-out, no connection.
     kExitBadSetup = 3,
-    kExitCommandRefused = 4,                      // the file server refused a configuration command
+    kExitCommandRefused = 4, // a clean-up step was refused or failed: configuration left behind
     kExitNoDisplay = kExitDisplayUnavailable,     // cannot be opened or lacks the extension
     kExitAfterSignal = platform::kExitSignalBase, // plus the signal's number
 };

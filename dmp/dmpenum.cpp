@@ -1,43 +1,66 @@
 #include "dmp/dmpenum.h"
 
-#include "dmp/dmpexitcode.h"
 #include "dmp/messages/adddevicereq.h"
 #include "dmp/messages/initindication.h"
 #include "dmp/messages/messagebuffer.h"
 #include "dmp/messages/removedevicereq.h"
 #include "framework/encoding/decodingstream.h"
-#include "framework/platform/dispatcher.h"
+#include "framework/exception/exception.h"
 
 #include <cstdio>
 #include <utility>
 
 namespace {
 
-std::function<void(const char*)>& MessageWriter() {
-    static std::function<void(const char*)> writer;
+std::function<void(bool, const char*)>& MessageWriter() {
+    static std::function<void(bool, const char*)> writer;
     return writer;
 }
 
-const char kCannotInit[] = "Cannot init DMP extension\n";
+void Write(bool error, const char* text) {
+    if (MessageWriter()) {
+        MessageWriter()(error, text);
+        return;
+    }
+    std::fputs(text, error ? stderr : stdout);
+    std::fflush(error ? stderr : stdout);
+}
 
 } // namespace
 
-void DMPEnum::SetMessageWriter(std::function<void(const char*)> writer) {
+void DMPEnum::SetMessageWriter(std::function<void(bool, const char*)> writer) {
     MessageWriter() = std::move(writer);
 }
 
 DMPEnum::DMPEnum(::common::x11::XDisplayBase& display, IDMPEnumNotify* notify)
     : Client(display), m_pNotify(notify) {
     AttachEventHandler(this);
-    if (!InitExtension()) {
-        if (MessageWriter()) {
-            MessageWriter()(kCannotInit);
-        } else {
-            std::fputs(kCannotInit, stdout);
-            std::fflush(stdout);
-        }
-        platform::Process::Exit(kExitDisplayUnavailable);
+    m_hasExtension = InitExtension();
+    if (!m_hasExtension)
+        Write(false, "Cannot init DMP extension\n");
+}
+
+template <class Request> std::unique_ptr<Request> DMPEnum::Parse(buffer::Buffer& data) {
+    // Whatever the peer sends, the agent goes on: a message that does not parse is dropped here,
+    // before anything changes.
+    try {
+        encoding::LEDecodingBufferStream stream(data);
+        return std::make_unique<Request>(stream);
+    } catch (const exception::Exception&) {
+        // The stream's short reads, and an allocation the announced counts could not get.
+        ReportMalformed();
+        return nullptr;
     }
+}
+
+void DMPEnum::OnKPDMPUnknown(buffer::Buffer&) {
+    ReportMalformed();
+}
+
+void DMPEnum::ReportMalformed() {
+    const std::string line =
+        std::string("Dropped a malformed device message: ") + Display().DisplayName() + "\n";
+    Write(true, line.c_str());
 }
 
 DMPEnum::~DMPEnum() {
@@ -71,8 +94,10 @@ bool DMPEnum::ParseURI(const std::string& uri, std::string& host, std::string& s
 }
 
 void DMPEnum::OnKPDMPAddDevice(buffer::Buffer& data) {
-    encoding::LEDecodingBufferStream stream(data);
-    wex::common::dmp::AddDeviceReq request(stream);
+    const auto parsed = Parse<wex::common::dmp::AddDeviceReq>(data);
+    if (!parsed)
+        return;
+    const wex::common::dmp::AddDeviceReq& request = *parsed;
     auto device = std::make_unique<DMPDevice>(request);
     // A repeated id keeps the device it already had; this request is still reported.
     m_devices.emplace(static_cast<int32_t>(request.DeviceID()), std::move(device));
@@ -86,9 +111,10 @@ void DMPEnum::OnKPDMPAddDevice(buffer::Buffer& data) {
 }
 
 void DMPEnum::OnKPDMPRemoveDevice(buffer::Buffer& data) {
-    encoding::LEDecodingBufferStream stream(data);
-    wex::common::dmp::RemoveDeviceReq request(stream);
-    auto it = m_devices.find(static_cast<int32_t>(request.DeviceID()));
+    const auto request = Parse<wex::common::dmp::RemoveDeviceReq>(data);
+    if (!request)
+        return;
+    auto it = m_devices.find(static_cast<int32_t>(request->DeviceID()));
     if (it == m_devices.end())
         return;
     std::string host, share;

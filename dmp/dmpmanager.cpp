@@ -1,16 +1,23 @@
 #include "dmp/dmpmanager.h"
 
+#include "dmp/dmpexitcode.h"
 #include "framework/dispatch/dispatch.h"
 #include "framework/network/socketstream.h"
+#include "framework/platform/dispatcher.h"
 
 #include <memory>
 #include <utility>
 
 namespace {
 
-std::function<void()>& CleanUp() {
-    static std::function<void()> cleanUp;
-    return cleanUp;
+std::function<int(int)>& Ending() {
+    static std::function<int(int)> ending;
+    return ending;
+}
+
+// Ends the process for `cause` through the program's ending (its clean-up), or directly without one.
+[[noreturn]] void End(int cause) {
+    platform::Process::Exit(Ending() ? Ending()(cause) : cause);
 }
 
 } // namespace
@@ -22,13 +29,15 @@ DMPManager::DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& control
 
 DMPManager::~DMPManager() = default;
 
-void DMPManager::SetCleanUp(std::function<void()> cleanUp) {
-    CleanUp() = std::move(cleanUp);
+void DMPManager::SetEnding(std::function<int(int)> ending) {
+    Ending() = std::move(ending);
 }
 
 int DMPManager::FatalError(_XDisplay*) {
-    if (CleanUp())
-        CleanUp()();
+    // Xlib would end the process on return: the display is gone all the same, so the ending is the
+    // one the main loop gives a closed display.
+    if (Ending())
+        End(0);
     return 0;
 }
 
@@ -49,6 +58,9 @@ bool DMPManager::AddDisplay(const char* name, IDMPEnumNotify* notify) {
 bool DMPManager::AddDisplay(DMPDisplay* display, IDMPEnumNotify* notify) {
     DisplayEntry entry{std::unique_ptr<DMPDisplay>(display), nullptr};
     entry.endpoint = std::make_unique<DMPEnum>(*display, notify);
+    // The endpoint has said so; a display without the extension leaves nothing to serve.
+    if (!entry.endpoint->HasExtension())
+        End(kExitDisplayUnavailable);
     dispatch::Dispatch(display->Stream().WaitableInput().Waitable(), [display] { display->OnReadable(); });
     if (!m_pActive) {
         entry.endpoint->Init();
@@ -59,8 +71,10 @@ bool DMPManager::AddDisplay(DMPDisplay* display, IDMPEnumNotify* notify) {
 }
 
 void DMPManager::Process() {
+    // Only what Xlib holds already: the display's socket callback is the one reader of the connection,
+    // and it sees a closed one before Xlib does.
     if (m_pActive)
-        m_pActive->HandleEvents();
+        m_pActive->HandleQueuedEvents();
 }
 
 void DMPManager::OnDMPDisplayReadError(DMPDisplay* display) {

@@ -1,7 +1,8 @@
 // DMPManager: owns the DMP displays and their endpoints, keeps one display active (the one that has
 // announced the agent), and drains the active display's queued events once per main-loop iteration.
 // Borrows the dispatcher and the controller (the default notify target). Displays that fail to open
-// make AddDisplay return false; a lost connection drops its display and promotes the next one.
+// make AddDisplay return false; a lost connection drops its display and promotes the next one; a
+// display without the extension, or one that Xlib finds broken, ends the process (SetEnding).
 #pragma once
 
 #include "dmp/dmpdisplay.h"
@@ -40,16 +41,18 @@ public:
     // Adds an opened display, taking ownership of it.
     bool AddDisplay(DMPDisplay* display, IDMPEnumNotify* notify);
 
-    // One handling turn on the active display, if any.
+    // One handling turn on the active display, if any, over the events Xlib has queued already.
     void Process();
 
     void OnDMPDisplayReadError(DMPDisplay* display) override;
 
-    // The X I/O-error handler: runs the clean-up set with SetCleanUp and returns 0, after which
-    // Xlib ends the process.
+    // The X I/O-error handler: ends the process through the ending (cause 0, the display is gone);
+    // without one it returns 0 and Xlib ends the process.
     static int FatalError(_XDisplay* display);
-    // What FatalError runs; the program sets it to its controller's clean-up.
-    static void SetCleanUp(std::function<void()> cleanUp);
+    // How the manager ends the process: given the cause's exit status (0 for a broken connection,
+    // kExitDisplayUnavailable for a display without the extension), the program runs its clean-up
+    // and returns the status to exit with. Without one, the cause's status is the exit status.
+    static void SetEnding(std::function<int(int)> ending);
 
     platform::Dispatcher& Dispatcher() const { return m_dispatcher; }
     DMPDisplay* ActiveDisplay() const { return m_pActive; }

@@ -1,5 +1,8 @@
-// Feeds arbitrary bytes to the DMP message parsers, chosen by the first byte. Only the stream
-// exceptions may come out; whatever parses must serialise to bytes that parse to the same fields.
+// Feeds arbitrary bytes to the DMP message parsers, chosen by the first byte: only the stream
+// exceptions may come out, and whatever parses must serialise to bytes that parse to the same fields.
+// Then the same bytes, cut into messages (each a 16-bit length and that many bytes), go through the
+// endpoint as the agent's display hands them over after the peer's init: nothing may come out there.
+#include "dmp/dmpenum.h"
 #include "dmp/messages/adddeviceconf.h"
 #include "dmp/messages/adddevicereq.h"
 #include "dmp/messages/init.h"
@@ -26,11 +29,39 @@ template <class Message> void RoundTrip(const uint8_t* data, size_t size) {
         std::abort();
 }
 
+class Notify : public IDMPEnumNotify {
+public:
+    void OnAddDevice(ZrUniString, ZrUniString, ZrUniString, ZrUniString) override {}
+    void OnRemoveDevice(ZrUniString, ZrUniString, ZrUniString, ZrUniString) override {}
+};
+
+void ThroughTheEndpoint(const uint8_t* data, size_t size) {
+    DMPEnum::SetMessageWriter([](bool, const char*) {});
+    common::x11::XDisplayBase display;
+    Notify notify;
+    DMPEnum endpoint(display, &notify);
+    uint8_t init[2] = {1, 0};
+    buffer::Buffer first(init, sizeof init);
+    endpoint.OnKPDMPData(first);
+    while (size >= 2) {
+        size_t length = static_cast<size_t>(data[0]) | static_cast<size_t>(data[1]) << 8;
+        data += 2;
+        size -= 2;
+        if (length > size)
+            length = size;
+        buffer::Buffer message(data, length);
+        endpoint.OnKPDMPData(message);
+        data += length;
+        size -= length;
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
+    ThroughTheEndpoint(data, size);
     try {
         switch (data[0] % 6) {
         case 0:

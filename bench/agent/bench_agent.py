@@ -321,7 +321,6 @@ class Bench:
             p, cid, times = self.launch_agent()
             agent.append(times)
             self.x.call("send_init", client=cid)
-            time.sleep(0.1)  # let the agent settle so the close meets it in its loop
             rc, out, err = self.end_agent(p, cid)
             if rc != 0:
                 raise BenchError("agent ended with %d: %s%s" % (rc, out, err))

@@ -152,7 +152,6 @@ class Fleet(ba.Bench):
             total += 1
             times.append(ns)
             self.x.call("send_init", client=clients[self.displays[0]])
-            time.sleep(0.1)  # let the agent settle so the close meets it in its loop
             self.end([p], clients.values())
         self.clients_used = total
         return statistics.median(times)

@@ -9,8 +9,10 @@ void Client::OnKPDMPData(buffer::Buffer& data) {
         m_initialised = 1;
         return;
     }
-    if (data.Length() == 0)
+    if (data.Length() == 0) {
+        OnKPDMPUnknown(data);
         return;
+    }
     switch (data.Data()[0]) {
     case kAddDeviceReq:
         OnKPDMPAddDevice(data);
@@ -19,7 +21,8 @@ void Client::OnKPDMPData(buffer::Buffer& data) {
         OnKPDMPRemoveDevice(data);
         break;
     default:
-        break; // unknown codes are dropped without a reply
+        OnKPDMPUnknown(data);
+        break;
     }
 }
 

@@ -25,10 +25,12 @@ public:
     Client& operator=(const Client&) = delete;
 
     // One whole message from the peer: before initialisation it is the init message, afterwards
-    // it goes by its first byte (add- and remove-device requests; other codes are dropped).
+    // it goes by its first byte (add- and remove-device requests; an empty message or any other code
+    // goes to OnKPDMPUnknown, and no reply is sent for it).
     virtual void OnKPDMPData(buffer::Buffer& data);
     virtual void OnKPDMPAddDevice(buffer::Buffer&) {}
     virtual void OnKPDMPRemoveDevice(buffer::Buffer&) {}
+    virtual void OnKPDMPUnknown(buffer::Buffer&) {}
     virtual void OnKPDMPInit(buffer::Buffer&) {}
     // One whole message to the peer.
     virtual void SendKPDMPData(const buffer::Buffer& data) = 0;

@@ -10,7 +10,8 @@ using ::common::x11::XKPDevEvent;
 
 bool Client::InitExtension() {
     int opcode = 0, firstEvent = 0, firstError = 0;
-    if (!XQueryExtension(m_display.GetDisplay(), ::common::x11::kXKPDevExtensionName, &opcode, &firstEvent,
+    if (!m_display.GetDisplay() ||
+        !XQueryExtension(m_display.GetDisplay(), ::common::x11::kXKPDevExtensionName, &opcode, &firstEvent,
                          &firstError))
         return false;
     m_eventCode = firstEvent;

@@ -13,7 +13,8 @@ class Client : public dmp::Client, public ::common::x11::XDisplayBase::IEventHan
 public:
     explicit Client(::common::x11::XDisplayBase& display) : m_display(display) {}
 
-    // Asks the server for the extension and keeps its first event code; false when it is absent.
+    // Asks the server for the extension and keeps its first event code; false when it is absent or
+    // the display is not open.
     bool InitExtension();
     void AttachEventHandler(IEventHandler* handler) { m_display.AttachEventHandler(handler); }
     void DetachEventHandler(IEventHandler* handler) { m_display.DetachEventHandler(handler); }

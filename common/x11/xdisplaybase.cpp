@@ -87,9 +87,21 @@ void XDisplayBase::Detach() {
     m_pDisplay = nullptr;
 }
 
+const char* XDisplayBase::DisplayName() const {
+    return m_pDisplay ? DisplayString(m_pDisplay) : "";
+}
+
 void XDisplayBase::HandleEvents() {
+    HandleEvents(QueuedAfterReading);
+}
+
+void XDisplayBase::HandleQueuedEvents() {
+    HandleEvents(QueuedAlready);
+}
+
+void XDisplayBase::HandleEvents(int mode) {
     m_fastEvent.Unset();
-    if (!m_pDisplay || XEventsQueued(m_pDisplay, QueuedAfterReading) == 0)
+    if (!m_pDisplay || XEventsQueued(m_pDisplay, mode) == 0)
         return;
     uint64_t count = 0;
     do {

@@ -45,8 +45,10 @@ public:
     const std::vector<IEventHandler*>& EventHandlers() const { return m_handlers; }
 
     // One turn: handles queued events up to the yield limit and sets the fast event when the
-    // limit cut the turn short.
+    // limit cut the turn short. HandleEvents first reads what the connection holds; HandleQueuedEvents
+    // takes only what Xlib has queued already, so that it never meets the end of the connection.
     void HandleEvents();
+    void HandleQueuedEvents();
 
     uint64_t YieldLimit() const { return m_yieldLimit; }
     void SetYieldLimit(uint64_t limit) { m_yieldLimit = limit; }
@@ -60,6 +62,8 @@ public:
     int Descriptor() const;
     // Bytes waiting on the connection (FIONREAD), -1 when the query fails.
     long ReadableBytes() const;
+    // The name the connection was opened with, as Xlib keeps it; "" while closed.
+    const char* DisplayName() const;
 
 protected:
     // Takes over an opened connection: reads the yield limit from the environment and wraps the
@@ -69,6 +73,8 @@ protected:
     void Detach();
 
 private:
+    void HandleEvents(int mode);
+
     _XDisplay* m_pDisplay = nullptr;
     std::vector<IEventHandler*> m_handlers;
     uint64_t m_yieldLimit = kDefaultYieldLimit;

@@ -8,6 +8,9 @@
 
 namespace {
 
+sigset_t g_waitMask;
+bool g_hasWaitMask = false;
+
 void Unlink(KivWaitSetPool* pool, KivWaitSetEntry* entry) {
     (entry->prev ? entry->prev->next : pool->head) = entry->next;
     (entry->next ? entry->next->prev : pool->tail) = entry->prev;
@@ -318,7 +321,8 @@ KivStatus KivWaitSetWait(KivWaitSet* set, KivWaitSetEntry** ready, uint64_t* inO
         }
     }
 
-    const int rc = pselect(highest + 1, &readBits, &writeBits, &exceptBits, pTimeout, nullptr);
+    const int rc = pselect(highest + 1, &readBits, &writeBits, &exceptBits, pTimeout,
+                           g_hasWaitMask ? &g_waitMask : nullptr);
     if (rc < 0) {
         *inOutCount = found;
         return found == 0 ? KIV_FAILED : KIV_OK;
@@ -336,6 +340,12 @@ KivStatus KivWaitSetWait(KivWaitSet* set, KivWaitSetEntry** ready, uint64_t* inO
         status = CollectFds(&set->exceptPool, exceptBits, ready, capacity, &found);
     *inOutCount = found;
     return status;
+}
+
+void KivWaitSetSetSignalMask(const sigset_t* mask) {
+    if (mask)
+        g_waitMask = *mask;
+    g_hasWaitMask = mask != nullptr;
 }
 
 // Not called by the agent; the dispatcher reads the entry's field itself.

@@ -5,6 +5,7 @@
 
 #include "framework/kiv/kivwait.h"
 
+#include <csignal>
 #include <cstdint>
 #include <sys/select.h>
 
@@ -70,6 +71,10 @@ uint64_t KivWaitSetGetSize(const KivWaitSet* set);
 // nothing was found. An entry with suspend-on-ready is suspended as it is reported.
 [[nodiscard]] KivStatus KivWaitSetWait(KivWaitSet* set, KivWaitSetEntry** ready, uint64_t* inOutCount,
                                        KivBool blocking);
+// The signal mask every wait of the process runs with (copied), or null for the thread's own mask. A
+// program that blocks a signal everywhere else and unblocks it here sees it only inside the wait, so
+// it can never land between the program's last look at what the signal recorded and the wait.
+void KivWaitSetSetSignalMask(const sigset_t* mask);
 
 _KivPosixWait* KivWaitSetEntryGetWaitObject(const KivWaitSetEntry* entry);
 [[nodiscard]] KivStatus KivWaitSetEntrySetSuspendOnReady(KivWaitSetEntry* entry, KivBool suspendOnReady);

@@ -12,7 +12,6 @@
 namespace platform {
 
 namespace {
-// Read by the signal handlers, hence atomic.
 std::atomic<Dispatcher*> g_lastDispatcher{nullptr};
 } // namespace
 
@@ -37,9 +36,8 @@ int32_t Dispatcher::Dispatch(const common::Duration* timeout) {
         Add(*timer);
     }
     g_lastDispatcher.store(this);
+    // A recorded signal ends the wait; what it asks for is the caller's to act on (ExitRequest).
     Wait();
-    if (m_exitRequest != 0)
-        Process::Exit(m_exitRequest);
     if (timer) {
         Remove(*timer);
         if (timer->IsSignalled())
@@ -54,6 +52,14 @@ void Process::Exit(int32_t status) {
 
 void Process::Sleep(unsigned int seconds) {
     ::sleep(seconds);
+}
+
+int32_t Dispatcher::ExitRequest() const {
+    return CurrentProcess::ExitRequest();
+}
+
+void Dispatcher::RequestExit(int32_t status) {
+    CurrentProcess::RequestExit(status);
 }
 
 } // namespace platform

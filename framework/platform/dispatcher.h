@@ -1,12 +1,11 @@
 // platform::Dispatcher: the object a program's own main loop drives, one bounded dispatch step at a
-// time, and where a signal records its exit request. platform::Process::Exit ends the process.
-// Timer failures throw exception::RCException; an exit request ends the process after the step.
+// time; a recorded termination signal ends the step and leaves its exit request for the loop to act
+// on. platform::Process::Exit ends the process. Timer failures throw exception::RCException.
 #pragma once
 
 #include "framework/platform/time.h"
 #include "framework/platform/waitset.h"
 
-#include <csignal>
 #include <cstdint>
 
 namespace platform {
@@ -24,18 +23,15 @@ public:
     // The dispatcher that last ran Dispatch, or null.
     static Dispatcher* Get();
 
-    // Written from signal handlers; 0 means none.
-    void RequestExit(int32_t status) { m_exitRequest = status; }
-    int32_t ExitRequest() const { return m_exitRequest; }
-
-private:
-    volatile std::sig_atomic_t m_exitRequest = 0;
+    // The process's exit request (platform::CurrentProcess), written by the signal handler; 0: none.
+    void RequestExit(int32_t status);
+    int32_t ExitRequest() const;
 };
 
 class Process {
 public:
     [[noreturn]] static void Exit(int32_t status);
-    // Sleeps whole seconds; a caught signal may end the sleep early.
+    // Sleeps whole seconds; a termination signal that is not being recorded ends the process in it.
     static void Sleep(unsigned int seconds);
 };
 

@@ -5,7 +5,6 @@
 #include "framework/dispatch/dispatch.h"
 #include "framework/dispatch/qexecutordispatcher.h"
 #include "framework/platform/dispatcher.h"
-#include "framework/stream/streamexception.h"
 #include "tests/common/x11/testdisplayserver.h"
 
 #include <cstdio>
@@ -104,8 +103,8 @@ protected:
 // A display that cannot be opened is refused; the same name again opens nothing, and only the socket
 // stays registered (the fast event and Open's own registration are gone). A repeated id keeps the
 // first device for removal; unknown ids and unparsable URIs are ignored; texts are built from
-// zero-terminated strings, so a password is cut at an embedded zero byte. A truncated request throws
-// out of the main loop's Process.
+// zero-terminated strings, so a password is cut at an embedded zero byte. A cut request and an unknown
+// type code are dropped with a line naming the display, and serving goes on.
 TEST_F(DMPManagerTest, DeviceRequestsFollowTheEndpointsRules) {
     Run([&](DMPManager& manager) {
         EXPECT_FALSE(manager.AddDisplay("/nonexistent/socket:0"));
@@ -137,11 +136,19 @@ TEST_F(DMPManagerTest, DeviceRequestsFollowTheEndpointsRules) {
         ASSERT_EQ(devices.size(), 4u);
         EXPECT_EQ(devices.begin()->first, -1);
         EXPECT_EQ(devices.count(3) + devices.count(4), 2u);
+        std::string lines;
+        DMPEnum::SetMessageWriter([&](bool error, const char* text) { lines += error ? text : "?"; });
         m_server.Must("add_device", R"({"device_id": 6, "uri": "smb://h/s", "truncate": 20})");
-        EXPECT_THROW(PumpUntil(manager, [] { return false; }), stream::StreamException);
+        m_server.Must("send_raw", R"({"hex": "09"})");
+        m_server.Must("add_device", R"({"device_id": 8, "uri": "smb://after/drop"})");
+        PumpUntil(manager, [&] { return m_controller.calls.size() >= 6; });
+        DMPEnum::SetMessageWriter(nullptr);
+        std::string line = "Dropped a malformed device message: " + m_server.Display() + "\n";
+        EXPECT_EQ(lines, line + line);
     });
-    EXPECT_EQ(m_controller.calls, (Calls{"add a|x|u1|p1", "add b|y|u2|p2", "remove a|x|u1|p1",
-                                         "add last|one||", "add h\u00e9|\u00c4|b\u00f6b|ab"}));
+    EXPECT_EQ(m_controller.calls,
+              (Calls{"add a|x|u1|p1", "add b|y|u2|p2", "remove a|x|u1|p1", "add last|one||",
+                     "add h\u00e9|\u00c4|b\u00f6b|ab", "add after|drop||"}));
     // The agent never confirms: its only message is the init indication, from one connection.
     EXPECT_EQ(m_server.Must("messages", "{\"client\": 1}")["messages"].Size(), 1u);
     EXPECT_EQ(m_server.Must("clients")["clients"].Size(), 1u);
@@ -175,26 +182,29 @@ TEST_F(DMPManagerTest, SecondDisplayAnnouncesItselfWhenTheFirstIsLost) {
     EXPECT_TRUE(m_controller.calls.empty());
 }
 
-// The active display's server goes away and the main loop's Process reads first: Xlib calls the
-// I/O-error handler, which cleans up, and then ends the process itself.
-TEST(DMPManagerDeathTest, BrokenConnectionSeenByXlibCleansUpAndEnds) {
+// The active display's server goes away. The main loop's Process does not read the connection, so it
+// never meets the end; a round trip does, and Xlib's I/O-error handler ends the process through the
+// program's ending, with the status the ending gives for a display that went away.
+TEST(DMPManagerDeathTest, BrokenConnectionSeenByXlibEndsThroughTheEnding) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     kptest::TestDisplayServer server;
     RecordingNotify controller;
     EXPECT_EXIT(WithManager(controller,
                             [&](DMPManager& manager, platform::Dispatcher&) {
-                                DMPManager::SetCleanUp([] { std::fprintf(stderr, "clean-up ran\n"); });
+                                DMPManager::SetEnding([](int cause) {
+                                    std::fprintf(stderr, "ending %d\n", cause);
+                                    return cause + 7;
+                                });
                                 if (!manager.AddDisplay(server.Display().c_str()))
                                     std::exit(3);
                                 server.Must("wait_init");
                                 server.Must("close_client");
                                 server.Must("wait_closed");
-                                for (;;) {
-                                    manager.Process();
-                                    usleep(10000);
-                                }
+                                manager.Process();
+                                std::fprintf(stderr, "process read nothing\n");
+                                manager.ActiveDisplay()->Sync();
                             }),
-                ::testing::ExitedWithCode(1), "clean-up ran");
+                ::testing::ExitedWithCode(7), "process read nothing\nending 0\n");
 }
 
 } // namespace

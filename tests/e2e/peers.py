@@ -72,9 +72,9 @@ class Peers:
             f.write(text)
         return path
 
-    def start_agent(self, config=None, display=None, env=None, prefix=(), user=None):
-        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say); `user`, an account (uid)
-        to run it as, given the home, the displays and a copy of the agent (the build folder may be out of reach)."""
+    def start_agent(self, config=None, display=None, env=None, prefix=(), user=None, args=()):
+        """`prefix` is a command line that runs the agent's own (a namespace wrapper, say), `args` follow its options;
+        `user`, an account (uid) to run it as, given the home, the displays and a copy of the agent."""
         environment = dict(os.environ)
         environment.update(env or {})
         agent, account = AGENT, {}
@@ -83,7 +83,7 @@ class Peers:
             [os.chmod("/tmp/.X11-unix/X" + name[1:], 0o777) for name in self.displays]
             agent, account = shutil.copy(AGENT, self.dir), dict(user=user, group=user, extra_groups=[])
         self.agent = subprocess.Popen([*prefix, agent, "--dmpdisplay", display or self.display, "--servercfg",
-                                       config or self.config()],
+                                       config or self.config(), *args],
                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment, **account)
         return self.agent
 
@@ -93,9 +93,8 @@ class Peers:
         return proc.returncode, out.decode(), err.decode()
 
     def wait_agent_idle(self):
-        """Waits until the agent blocks in its event wait with nothing left to do. Closing the display
-        while it is still busy with X races Xlib's own reading: Xlib would see the end of the connection
-        first and end the process through its I/O-error path (exit 1) instead of the loop's (exit 0)."""
+        """Waits until the agent blocks in its event wait with nothing left to do: what was sent to it
+        has been handled, and its memory is at rest."""
         path = "/proc/%d/syscall" % self.agent.pid
         pselect = {"x86_64": "270", "aarch64": "72"}.get(os.uname().machine)
 

@@ -72,9 +72,31 @@ TEST(PlatformDispatcherTest, StepReturnsMinusOneAtItsTimeOutOrTheCountOfReadySoc
     EXPECT_EQ(notify.received, "hello");
 }
 
-// One handler, installed without restart, serves the three termination signals (each ends the run with
-// 128 plus its number, which the end-to-end suite checks for SIGTERM); SIGPIPE is ignored; the handlers
-// found before are put back.
+// A signal recorded outside the wait is taken by the next wait, which returns at once; those pending
+// when the recording ends belong to the ending under way: the first one's request stands.
+TEST(CurrentProcessTest, RecordedSignalsAreSeenByTheNextWaitAndTheFirstStands) {
+    Watchdog watchdog;
+    SocketPair pair;
+    RecordingNotify notify;
+    dispatch::Loop([&] {
+        platform::Dispatcher dispatcher;
+        platform::Socket socket(pair.fds[0]);
+        socket.SetNotify(&notify);
+        dispatcher.Add(socket);
+        platform::CurrentProcess::RecordSignals();
+        raise(SIGTERM);
+        EXPECT_EQ(dispatcher.ExitRequest(), 0) << "blocked until the wait";
+        EXPECT_EQ(dispatcher.Dispatch(), 1);
+        EXPECT_EQ(dispatcher.ExitRequest(), 143);
+        raise(SIGINT);
+        EXPECT_EQ(platform::CurrentProcess::EndOnSignal(), 143);
+        dispatcher.RequestExit(0);
+    });
+}
+
+// One handler, installed without restart, serves the three termination signals (each ends the process
+// with 128 plus its number, which the end-to-end suite checks); SIGPIPE is ignored; the handlers found
+// before are put back.
 TEST(CurrentProcessTest, InstallsHandlersIgnoresPipeAndPutsTheOldOnesBack) {
     const int signals[] = {SIGHUP, SIGINT, SIGTERM, SIGPIPE};
     struct sigaction now;

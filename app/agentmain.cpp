@@ -27,7 +27,7 @@ void RunLoop(ClientWrapper& client, platform::Dispatcher& dispatcher) {
         } else {
             registrations = dispatcher.Dispatch();
         }
-        // -1: the poll found nothing ready, so nothing was dispatched.
+        // -1: the poll's time limit ran out (whatever else the step dispatched); the loop goes on.
         if ((registrations >= 0 && registrations <= 1) || dispatcher.ExitRequest() != 0)
             return;
     }
@@ -42,7 +42,6 @@ void Main(int argc, char** argv, int& exitCode) {
     CheckHasArguments(argc);
     platform::Dispatcher dispatcher;
     ClientWrapper client(cout, cerr, dispatcher);
-    g_pClientWrapper = &client;
     // A display without the extension, or one Xlib finds broken, ends the process from inside the
     // DMP layer; what was configured is withdrawn first.
     DMPManager::SetEnding([&client](int cause) { return client.EndSession(cause); });
@@ -73,5 +72,4 @@ void Main(int argc, char** argv, int& exitCode) {
     // The displays still open are closed on the way out; should one turn out broken then, the process
     // still ends with this status.
     DMPManager::SetEnding([status = exitCode](int) { return status; });
-    g_pClientWrapper = nullptr;
 }

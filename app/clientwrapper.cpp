@@ -30,8 +30,7 @@ bool ClientWrapper::DeviceRecord::operator==(const DeviceRecord& other) const {
 }
 
 ClientWrapper::ClientWrapper(ZrOFStream& out, ZrOFStream& err, platform::Dispatcher& dispatcher)
-    : m_out(out), m_err(err), m_dispatcher(dispatcher),
-      m_pManager(std::make_unique<DMPManager>(dispatcher, *this)) {}
+    : m_out(out), m_err(err), m_dispatcher(dispatcher), m_pManager(std::make_unique<DMPManager>(*this)) {}
 
 ClientWrapper::~ClientWrapper() {
     // Configuration is withdrawn only by CleanUp; destruction just lets go.
@@ -50,11 +49,6 @@ void ClientWrapper::Process() {
 bool ClientWrapper::HasQueuedDisplayWork() const {
     DMPDisplay* display = m_pManager->ActiveDisplay();
     return display && display->FastEvent().IsSet();
-}
-
-// Not called by the agent, which registers the control socket itself; kept as the controller's accessor.
-int ClientWrapper::Socket() const {
-    return m_pClient ? m_pClient->Descriptor() : -1;
 }
 
 const ZrUniString& ClientWrapper::UserName() {

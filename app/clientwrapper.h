@@ -60,8 +60,6 @@ public:
     // True when the active display's last turn stopped at its yield limit with events still in
     // Xlib's queue: no descriptor will report them, so the loop must come back without waiting.
     bool HasQueuedDisplayWork() const;
-    // The file-server client's socket descriptor, or -1 when there is no client.
-    int Socket() const;
 
     // Configuration (reading the server configuration and personal configuration files).
     void LoadConfigFromFile(const ZrUniString& path);
@@ -99,7 +97,6 @@ public:
     // The home-directory link.
     bool FileExists(const ZrUniString& path);
     bool FileIsSymlink(const ZrUniString& path);
-    bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
     bool Unlink(const ZrUniString& path);
     void CreateSymlink(const ZrUniString& host);
     // False when a link is there and could not be removed.
@@ -126,10 +123,8 @@ public:
     void ReportBadReturn(const ZrUniString& reply);
     [[noreturn]] void ExitBadDisplay(const ZrUniString& display);
 
-    const ServerConfig& Config() const { return m_serverConfig; }
     const ZrUniString& SymlinkDir() const { return m_symlinkDir; }
     const ZrUniString& SymlinkName() const { return m_symlinkName; }
-    const DeviceTable& Devices() const { return m_devices; }
     // Where the home link is made: symlink directory + "/" + symlink name.
     ZrUniString LinkPath() const;
 

@@ -14,11 +14,10 @@ ZrDList<ZrUniString> Values(ZrDatabase& db, const char* key) {
     return values;
 }
 
+// The list a database fills has no holes: its first value is its first slot.
 const ZrUniString& First(const ZrDList<ZrUniString>& values) {
-    for (const ZrUniString& value : values)
-        return value;
     static const ZrUniString none;
-    return none;
+    return values.IsEmpty() ? none : values[0];
 }
 
 } // namespace
@@ -50,7 +49,7 @@ void ClientWrapper::SendSetConfigFromFile(const ZrUniString& path) {
     ZrUniString text;
     // Forwarded as far as it decodes; the file server judges the text.
     (void)text.CreateFrom(bytes.Data(), bytes.Length(), kZrEncodingUtf8, 0);
-    bytes.Wipe(); // personal configuration may hold passwords
+    bytes.Clear(); // personal configuration may hold passwords: its last reference goes (and wipes it) now
     SendSetConfig(text);
 }
 

@@ -62,11 +62,7 @@ void ClientWrapper::OnAddDevice(ZrUniString host, ZrUniString share, ZrUniString
     if (before == 0)
         AddHostConfig(db, lowerHost, user, password);
     AddShareConfig(db, lowerHost, share, user, password);
-    ZrUniString text = db.ToString(-1);
-    password.Wipe();
-    const bool set = SendSetConfig(text);
-    text.Wipe();
-    if (!set) {
+    if (!SendSetConfig(db.ToString(-1))) {
         // Not configured, so not recorded: announcing the drive again tries again.
         (void)m_devices.RemoveAt(slot); // the slot was just filled
         return;
@@ -105,12 +101,10 @@ void ClientWrapper::AddHostConfig(ZrDatabase& db, const ZrUniString& host, const
     db.AppendValue(base + ZrUniString("password"), password);
 }
 
+// A share's entries sit under its host's, named the same way.
 void ClientWrapper::AddShareConfig(ZrDatabase& db, const ZrUniString& host, const ZrUniString& share,
                                    const ZrUniString& user, const ZrUniString& password) {
-    ZrUniString base = ZrUniString(NFSSERVER_SHARES_SMB_KEY) + UserName() + ZrUniString("/") + host +
-                       ZrUniString("/") + share + ZrUniString("/");
-    db.AppendValue(base + ZrUniString("winname"), user);
-    db.AppendValue(base + ZrUniString("password"), password);
+    AddHostConfig(db, host + ZrUniString("/") + share, user, password);
 }
 
 bool ClientWrapper::SendSetConfig(const ZrUniString& configText) {

@@ -11,9 +11,6 @@ bool ClientWrapper::FileExists(const ZrUniString& path) {
 bool ClientWrapper::FileIsSymlink(const ZrUniString& path) {
     return ZrFile::IsSymlink(path);
 }
-bool ClientWrapper::ReadSymlink(const ZrUniString& path, ZrUniString& target) {
-    return ZrFile::ReadSymlink(path, target);
-}
 bool ClientWrapper::Unlink(const ZrUniString& path) {
     return ZrFile::Unlink(path);
 }
@@ -25,14 +22,10 @@ ZrUniString ClientWrapper::LinkPath() const {
 void ClientWrapper::CreateSymlink(const ZrUniString& host) {
     ZrUniString target = m_serverConfig.mountPoint + ZrUniString("/") + UserName() + ZrUniString("/") + host;
     ZrUniString link = LinkPath();
-    if (FileExists(link)) {
-        // Kept whatever it is: a link from an earlier run may lead to another host's drives.
-        if (FileIsSymlink(link)) {
-            ZrUniString existing;
-            ReadSymlink(link, existing);
-        }
+    // An entry already there is kept whatever it is: a link from an earlier run may lead to another
+    // host's drives.
+    if (FileExists(link))
         return;
-    }
     (void)ZrFile::Symlink(target, link); // a link that cannot be made is simply not there
 }
 

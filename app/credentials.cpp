@@ -21,14 +21,12 @@ namespace credentials {
 namespace {
 
 // The encoded text's bytes through the program's Base64 alphabet. The encoded form is as good as
-// the clear password, so its bytes are wiped as well.
+// the clear password; like every byte buffer it is wiped when released.
 ZrByteBuffer Decode(const ZrUniString& text) {
     ZrByteBuffer encoded;
     if (!text.AsEncoding(kZrEncodingUtf8, 0, encoded))
         encoded.Clear();
-    ZrByteBuffer decoded = ZrBase64::FromEnc(encoded, ZrBase64::kProgramAlphabet);
-    encoded.Wipe();
-    return decoded;
+    return ZrBase64::FromEnc(encoded, ZrBase64::kProgramAlphabet);
 }
 
 } // namespace
@@ -86,7 +84,6 @@ ZrUniString DecodePassword(const ZrUniString& text, const ZrUniString& accountNa
     size_t length = bytes ? strnlen(reinterpret_cast<const char*>(bytes), password.Length()) : 0;
     ZrCString converted;
     ConvertPassword(bytes, length, accountName, converted);
-    password.Wipe();
     ZrUniString result;
     if (!result.CreateFrom(converted.c_str(), converted.Length(), ZrSysEncoding::filesystem,
                            ZrSysEncoding::filesystemOptions))
@@ -124,7 +121,6 @@ void ConvertPassword(const unsigned char* password, size_t length, const ZrUniSt
     for (size_t offset = 0; offset < total; offset += 8) {
         ZrByteBuffer piece(bytes + offset, 8);
         ZrByteBuffer cipher = ZrEncrypt::DES_Encrypt(piece, key);
-        piece.Wipe();
         char digits[16];
         uint32_t count = 0;
         for (uint64_t i = 0; i < cipher.Length() && i < 8; ++i) {
@@ -135,8 +131,6 @@ void ConvertPassword(const unsigned char* password, size_t length, const ZrUniSt
         out.Append(digits, count);
         ZrSecureWipeObject(digits);
     }
-    key.Wipe();
-    plain.Wipe();
 }
 
 } // namespace credentials

@@ -7,4 +7,3 @@
 ZrOFStream cerr(STDERR_FILENO, kZrEncodingUtf8, 0);
 ZrOFStream cout(STDOUT_FILENO, kZrEncodingUtf8, 0);
 ZrUniString g_strConfigFile("/opt/kpa_tem/etc/client.prf");
-ClientWrapper* g_pClientWrapper = nullptr;

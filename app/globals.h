@@ -5,9 +5,6 @@
 #include "foundation/string/zrunistring.h"
 #include "net/zrostream.h"
 
-class ClientWrapper;
-
 extern ZrOFStream cerr; // standard error, UTF-8
 extern ZrOFStream cout; // standard output, UTF-8
 extern ZrUniString g_strConfigFile;
-extern ClientWrapper* g_pClientWrapper;

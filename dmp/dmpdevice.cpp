@@ -5,7 +5,7 @@
 #include "dmp/messages/adddevicereq.h"
 #include "foundation/crypto/zrsecurewipe.h"
 
-DMPDevice::DMPDevice(const wex::common::dmp::AddDeviceReq& request) : m_deviceId(request.DeviceID()) {
+DMPDevice::DMPDevice(const wex::common::dmp::AddDeviceReq& request) {
     // The password is read through a view of the request: no standard string keeps a copy of it.
     const std::string fields[kPassword] = {request.Uri(), request.DeviceName(), request.DisplayName(),
                                            request.DeviceInfo(), request.Username()};

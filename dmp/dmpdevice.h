@@ -19,13 +19,10 @@ public:
     DMPDevice(const DMPDevice&) = delete;
     DMPDevice& operator=(const DMPDevice&) = delete;
 
-    uint32_t DeviceID() const { return m_deviceId; }
+    // The removal reads back the URI, the user name and the password; the device name, display name
+    // and device information are kept as the request carried them, with nothing reading them yet.
     std::string Uri() const { return Field(kUri); }
-    std::string DeviceName() const { return Field(kDeviceName); }
-    std::string DisplayName() const { return Field(kDisplayName); }
-    std::string DeviceInfo() const { return Field(kDeviceInfo); }
     std::string Username() const { return Field(kUsername); }
-    std::string Password() const { return Field(kPassword); }
     // The password inside the record as zero-terminated text, valid while the record lives: reading it
     // so leaves no copy to wipe.
     const char* PasswordText() const { return m_text.get() + m_start[kPassword]; }
@@ -36,7 +33,6 @@ private:
         return std::string(m_text.get() + m_start[i], m_start[i + 1] - m_start[i]);
     }
 
-    uint32_t m_deviceId;
     // Field i is [m_start[i], m_start[i + 1]) of the block: no terminators, so any byte may occur; one
     // zero byte follows the last field, the password.
     uint32_t m_start[kFieldCount + 1];

@@ -15,7 +15,6 @@ public:
 
     // The name the display was created for (and opened with).
     const std::string& Name() const { return m_name; }
-    IDMPDisplayNotify* Notify() const { return m_pNotify; }
 
     // The dispatcher callback of the connection: nothing to read means the server has gone, and the
     // notify target hears of it (and may destroy this display); otherwise one turn of events.

@@ -34,7 +34,6 @@ public:
     void OnKPDMPUnknown(buffer::Buffer& data) override;
 
     bool HasExtension() const { return m_hasExtension; }
-    IDMPEnumNotify* Notify() const { return m_pNotify; }
     // Keyed by the device id read as a signed number.
     const std::map<int32_t, std::unique_ptr<DMPDevice>>& Devices() const { return m_devices; }
 

@@ -22,8 +22,7 @@ std::function<int(int)>& Ending() {
 
 } // namespace
 
-DMPManager::DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& controller)
-    : m_dispatcher(dispatcher), m_controller(controller) {
+DMPManager::DMPManager(IDMPEnumNotify& controller) : m_controller(controller) {
     rdp::XDisplay::SetIOErrorHandler(&DMPManager::FatalError);
 }
 

@@ -1,8 +1,8 @@
 // DMPManager: owns the DMP displays and their endpoints, keeps one display active (the one that has
 // announced the agent), and drains the active display's queued events once per main-loop iteration.
-// Borrows the dispatcher and the controller (the default notify target). Displays that fail to open
-// make AddDisplay return false; a lost connection drops its display and promotes the next one; a
-// display without the extension, or one that Xlib finds broken, ends the process (SetEnding).
+// Borrows the controller (the default notify target). Displays that fail to open make AddDisplay
+// return false; a lost connection drops its display and promotes the next one; a display without
+// the extension, or one that Xlib finds broken, ends the process (SetEnding).
 #pragma once
 
 #include "dmp/dmpdisplay.h"
@@ -16,10 +16,6 @@
 
 struct _XDisplay;
 
-namespace platform {
-class Dispatcher;
-}
-
 class DMPManager : public IDMPDisplayNotify {
 public:
     // A managed display and its endpoint. The endpoint is declared last so that it goes first: it
@@ -30,7 +26,7 @@ public:
     };
 
     // Installs FatalError as the process's X I/O-error handler.
-    DMPManager(platform::Dispatcher& dispatcher, IDMPEnumNotify& controller);
+    explicit DMPManager(IDMPEnumNotify& controller);
     ~DMPManager() override;
     DMPManager(const DMPManager&) = delete;
     DMPManager& operator=(const DMPManager&) = delete;
@@ -54,12 +50,10 @@ public:
     // and returns the status to exit with. Without one, the cause's status is the exit status.
     static void SetEnding(std::function<int(int)> ending);
 
-    platform::Dispatcher& Dispatcher() const { return m_dispatcher; }
     DMPDisplay* ActiveDisplay() const { return m_pActive; }
     const std::map<DMPDisplay*, DisplayEntry>& Displays() const { return m_displays; }
 
 private:
-    platform::Dispatcher& m_dispatcher;
     IDMPEnumNotify& m_controller;
     std::map<DMPDisplay*, DisplayEntry> m_displays;
     DMPDisplay* m_pActive = nullptr;

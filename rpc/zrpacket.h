@@ -32,8 +32,8 @@ public:
     unsigned long HowBig() const;
     const ZrByteBuffer& Packed() const;
 
-    // Overwrites the packed bytes with zeros, keeping their allocation, once a record that carried a
-    // secret has gone out; the next use packs again.
+    // Once a record that carried a secret has gone out: the packed bytes are zeroed in place, keeping
+    // their allocation (or only let go of while a copy still shares them); the next use packs again.
     void WipePacked() {
         m_packet.Wipe();
         m_current = false;

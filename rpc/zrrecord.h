@@ -50,10 +50,10 @@ template <class T> void Clear(std::vector<T>& list) {
 template <class T> void Clear(ZrDList<T>& list) {
     list.Flush();
 }
-template <class T> void Append(std::vector<T>& list, T&& entry) {
+template <class T> void Append(std::vector<T>& list, T entry) {
     list.push_back(std::move(entry));
 }
-template <class T> void Append(ZrDList<T>& list, T&& entry) {
+template <class T> void Append(ZrDList<T>& list, T entry) {
     list.InsertNonConst(std::move(entry));
 }
 

@@ -40,10 +40,8 @@ public:
     // would for a server that is down.
     [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
     // Only datagrams whose sender is exactly the server address are heard; any other is dropped
-    // without being decoded, whatever it holds.
-
-    // One read without waiting: ERRRecv on a failed or empty read or a datagram from another sender,
-    // ERRParse when it does not decode.
+    // without being decoded, whatever it holds. One read without waiting: ERRRecv on a failed or
+    // empty read or a datagram from another sender, ERRParse when it does not decode.
     [[nodiscard]] MessageError ReceiveServerResponse(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
     // Waits up to the time-out for a datagram from the server that decodes. One from the server that
     // does not decode starts the time-out again; one from another sender leaves the deadline alone.
@@ -58,11 +56,8 @@ public:
     void TrustPortHolder(uint32_t owner);
 
     MessageError Status() const { return m_status; }
-    const ZrInetAddr& Server() const { return m_server; }
-    unsigned int TimeoutSeconds() const { return m_timeoutSeconds; }
     // The socket's descriptor, for callers that watch it for readiness; -1 when none could be made.
     int Descriptor() const { return m_socket.Descriptor(); }
-    const ZrSocket& Socket() const { return m_socket; }
 
 protected:
     MessageError SetStatus(MessageError status) { return m_status = status; }

@@ -44,12 +44,9 @@ public:
     using ZrRPCClient::ReceiveRpc;
 
     const ZrUniString& LastError() const { return m_lastError; }
-    const ZrSMBNFSResponse& LastResponse() const { return m_lastResponse; }
 
 private:
     ZrUniString m_lastError;
-    // Kept for the life of the client; no operation reads it.
-    ZrInetAddr m_unusedAddress;
     ZrSMBNFSResponse m_lastResponse;
     ZrRPCMessageFromClient m_call;
     uint32_t m_nextXid;

@@ -4,7 +4,7 @@
 KP_AGENT_PACKAGES=(cmake ninja-build g++ pkg-config libx11-dev libxext-dev python3)
 # What the tests, benchmarks, fuzz targets and the format check need on top.
 KP_TEST_PACKAGES=(libgtest-dev libgmock-dev libssl-dev libtirpc-dev rapidjson-dev
-  xvfb xauth locales clang-19 libclang-rt-19-dev clang-format-19)
+  xvfb xauth locales clang-19 libclang-rt-19-dev clang-format-19 clang-tidy-19)
 KP_CLANG_VERSION=19
 
 # kp_install_deps package...: installs the packages named that are missing.

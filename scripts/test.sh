@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Checks the formatting and that the map of the code (docs/architecture.md) names only what the tree
-# has, then builds and runs everything: the plain suite (after checking that every
-# include reaches only declared libraries), the package check, a Release build of the agent, the suite
-# again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target briefly.
+# has, then builds and runs everything: the plain suite (after checking that every include reaches
+# only declared libraries), clang-tidy over the sources, the package check, a Release build of the
+# agent, the suite again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target
+# briefly.
 # On a fresh Debian 12 or 13 machine (as root) it first installs what it needs.
 # Every stage runs even when an earlier one fails; the end lists each stage with its result, and
 # the script fails when any stage did.
@@ -48,6 +49,14 @@ plain() {
   scripts/check_deps.py build
   cmake --build build -j "$JOBS"
   ctest --test-dir build --output-on-failure -j "$JOBS"
+}
+
+# The checks of .clang-tidy over the libraries' and the agent's sources, with the plain build's compile
+# commands; any finding fails the stage.
+tidy() {
+  [ -f build/compile_commands.json ] || cmake -S . -B build -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null
+  git ls-files 'foundation/*.cpp' 'framework/*.cpp' 'net/*.cpp' 'rpc/*.cpp' 'common/*.cpp' 'dmp/*.cpp' 'app/*.cpp' |
+    xargs run-clang-tidy-$KP_CLANG_VERSION -quiet -j "$JOBS" -p build
 }
 
 package() {
@@ -108,6 +117,7 @@ fuzz() {
 stage "format check" format
 stage "map check (docs/architecture.md)" map
 stage "dependency check, plain build and tests" plain
+stage "clang-tidy" tidy
 stage "package" package
 stage "Release build of the agent" release
 stage "AddressSanitizer + UndefinedBehaviorSanitizer build and tests" sanitizers

@@ -9,16 +9,12 @@ namespace wex::common::dmp::x11 {
 using ::common::x11::XKPDevEvent;
 
 bool Client::InitExtension() {
-    int opcode = 0, firstEvent = 0, firstError = 0;
-    if (!m_display.GetDisplay() ||
-        !XQueryExtension(m_display.GetDisplay(), ::common::x11::kXKPDevExtensionName, &opcode, &firstEvent,
-                         &firstError))
+    if (!m_display.GetDisplay())
         return false;
-    m_eventCode = firstEvent;
     // Events of the extension are only converted once its per-display record exists, so make it
-    // now rather than with the first request.
-    XXKPDevRegisterDisplay(m_display.GetDisplay());
-    return true;
+    // now rather than with the first request; making it asks the server for the extension.
+    m_eventCode = XXKPDevRegisterDisplay(m_display.GetDisplay());
+    return m_eventCode != 0;
 }
 
 void Client::SendKPDMPData(const buffer::Buffer& data) {

@@ -29,8 +29,8 @@ public:
 
 protected:
     // The one call the event path makes to the server: fetches the message kept under the id as a
-    // block the caller frees with XFree (none when the server held nothing). False when the fetch
-    // failed. Virtual so that the event path can be driven without a server.
+    // block the caller releases with XXKPDevFreeRequest (none when the server held nothing). False when the
+    // fetch failed. Virtual so that the event path can be driven without a server.
     virtual bool GetRequest(unsigned short requestId, unsigned char** data, unsigned int* length);
 
     ::common::x11::XDisplayBase& m_display;

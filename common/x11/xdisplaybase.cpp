@@ -16,29 +16,6 @@ namespace {
 
 const char kYieldLimitVariable[] = "COMMON_X11_EVENTS_YIELD_LIMIT";
 
-// The server time carried by the event, 0 for kinds that carry none worth keeping.
-unsigned long EventTime(const XEvent& event) {
-    switch (event.type) {
-    case KeyPress:
-    case KeyRelease:
-        return event.xkey.time;
-    case ButtonPress:
-    case ButtonRelease:
-        return event.xbutton.time;
-    case MotionNotify:
-        return event.xmotion.time;
-    case EnterNotify:
-    case LeaveNotify:
-        return event.xcrossing.time;
-    case PropertyNotify:
-        return event.xproperty.time;
-    case SelectionClear:
-        return event.xselectionclear.time;
-    default:
-        return 0;
-    }
-}
-
 } // namespace
 
 XDisplayBase::XDisplayBase() = default;
@@ -107,8 +84,6 @@ void XDisplayBase::HandleEvents(int mode) {
     do {
         XEvent event;
         XNextEvent(m_pDisplay, &event);
-        if (const unsigned long time = EventTime(event))
-            m_lastEventTime = time;
         // By index: a handler may attach or detach handlers while it runs.
         for (size_t i = 0; i < m_handlers.size(); ++i) {
             if (!m_handlers[i]->OnEvent(event))

@@ -42,7 +42,6 @@ public:
 
     void AttachEventHandler(IEventHandler* handler);
     void DetachEventHandler(IEventHandler* handler);
-    const std::vector<IEventHandler*>& EventHandlers() const { return m_handlers; }
 
     // One turn: handles queued events up to the yield limit and sets the fast event when the
     // limit cut the turn short. HandleEvents first reads what the connection holds; HandleQueuedEvents
@@ -50,10 +49,6 @@ public:
     void HandleEvents();
     void HandleQueuedEvents();
 
-    uint64_t YieldLimit() const { return m_yieldLimit; }
-    void SetYieldLimit(uint64_t limit) { m_yieldLimit = limit; }
-    // X server time of the last key, button, motion, crossing, property or selection-clear event.
-    unsigned long LastEventTime() const { return m_lastEventTime; }
     waitable::FastEvent& FastEvent() { return m_fastEvent; }
 
     bool HasStream() const { return m_pStream != nullptr; }
@@ -78,7 +73,6 @@ private:
     _XDisplay* m_pDisplay = nullptr;
     std::vector<IEventHandler*> m_handlers;
     uint64_t m_yieldLimit = kDefaultYieldLimit;
-    unsigned long m_lastEventTime = 0;
     waitable::FastEvent m_fastEvent;
     std::unique_ptr<network::SocketBase> m_pSocket;
     std::unique_ptr<network::SocketStream> m_pStream;

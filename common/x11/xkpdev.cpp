@@ -158,7 +158,8 @@ void XKPDevDecodeWireEvent(const unsigned char* wire, XKPDevEvent* event) {
 extern "C" {
 
 int XXKPDevRegisterDisplay(_XDisplay* dpy) {
-    return XextHasExtension(FindDisplay(dpy)) ? 1 : 0;
+    XExtDisplayInfo* info = FindDisplay(dpy);
+    return XextHasExtension(info) ? info->codes->first_event : 0;
 }
 
 // Not called by the agent; the extension's version request; the agent needs no version.
@@ -242,8 +243,9 @@ void XXKPDevFreeRequest(_XDisplay* dpy, unsigned char* data, unsigned int length
     unsigned long codes = ((received < kArea ? received : kArea) - sizeof(xReply) + 3) / 4;
     if (codes == 0 || minCode < 8 || maxCode < minCode || maxCode >= static_cast<int>(kCodes))
         return;
-    if (codes > static_cast<unsigned long>(maxCode - minCode + 1))
-        codes = static_cast<unsigned long>(maxCode - minCode + 1);
+    const unsigned long keys = static_cast<unsigned long>(maxCode) - static_cast<unsigned long>(minCode) + 1;
+    if (codes > keys)
+        codes = keys;
     LockDisplay(dpy);
     auto* req = static_cast<xGetKeyboardMappingReq*>(
         _XGetRequest(dpy, X_GetKeyboardMapping, sizeof(xGetKeyboardMappingReq)));
@@ -259,22 +261,23 @@ int XXKPDevPutConfirm(_XDisplay* dpy, const unsigned char* data, unsigned int le
     XExtDisplayInfo* info = FindDisplay(dpy);
     XextCheckExtension(dpy, info, common::x11::kXKPDevExtensionName, 0);
 
+    const unsigned long words = 1 + (static_cast<unsigned long>(length) + 3) / 4;
+    // A request too long for the 16-bit length field needs big requests; without them nothing is sent.
+    if (words >= 65536 && !dpy->bigreq_size)
+        return 0;
     LockDisplay(dpy);
     auto* req =
         static_cast<PutConfirmReq*>(_XGetRequest(dpy, info->codes->major_opcode, sizeof(PutConfirmReq)));
     req->minor = kPutConfirm;
-    const unsigned long words = 1 + (static_cast<unsigned long>(length) + 3) / 4;
     if (words < 65536) {
         req->length = static_cast<CARD16>(words);
-    } else if (dpy->bigreq_size) {
+    } else {
         // Extended length: the 16-bit field becomes 0 and a 32-bit count follows,
         // itself one more word of the request.
         req->length = 0;
         long extended = static_cast<long>(words + 1);
         _XData32(dpy, &extended, 4);
     }
-    // Without big requests the length stays 1 and the bytes still go out; the
-    // server then sees a malformed stream, which is the caller's problem.
     const unsigned long padded = (static_cast<unsigned long>(length) + 3) & ~3UL;
     if (dpy->bufptr + padded <= dpy->bufmax) {
         std::memcpy(dpy->bufptr, data, length);

@@ -53,14 +53,17 @@ int XXKPDevGetRequest(_XDisplay* display, unsigned char** data, unsigned int* le
 
 // Wipes the first `length` bytes of a block from XXKPDevGetRequest (a request may
 // carry credentials) and frees it; a null block is ignored. Then asks the server
-// for a harmless reply at least as long as that request's, which overwrites the
-// copy Xlib's transport keeps in its receive area (one round trip).
+// for a harmless reply (the keyboard mapping) as long as that request's as far as
+// the key codes and Xlib's 4096-byte receive area allow, to overwrite the copy
+// left there (one round trip; best effort, no guarantee).
 void XXKPDevFreeRequest(_XDisplay* display, unsigned char* data, unsigned int length);
 
-// Minor opcode 2. Sends one message; returns 1 (0 only when the extension is missing).
+// Minor opcode 2. Sends one message; returns 1, or 0 without sending anything when the
+// extension is missing or the message needs big requests the server does not offer.
 int XXKPDevPutConfirm(_XDisplay* display, const unsigned char* data, unsigned int length);
 
 // Makes sure the extension's per-display record (and so its event conversion)
-// exists on this display; returns 1 when the extension is present.
+// exists on this display; returns the extension's first event code, 0 when the
+// extension is missing. The record's making is the one query for the extension.
 int XXKPDevRegisterDisplay(_XDisplay* display);
 }

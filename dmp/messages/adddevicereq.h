@@ -47,8 +47,7 @@ public:
     std::string DisplayName() const { return m_displayName.Str(); }
     std::string Uri() const { return m_uri.Str(); }
     std::string Username() const { return m_username.Str(); }
-    std::string Password() const { return m_password.Str(); }
-    // The password's bytes in the request itself, also as zero-terminated text (null when empty):
+    // The password only as the request's own bytes, also as zero-terminated text (null when empty):
     // reading through these leaves no copy to wipe.
     std::string_view PasswordBytes() const { return m_password.View(); }
     const char* PasswordText() const { return m_password.data.get(); }

@@ -24,7 +24,6 @@ public:
                (m_length == 0 || std::memcmp(m_bytes, probe.Data(), m_length) == 0);
     }
     uint32_t Hash() const { return m_hash; }
-    const void* HashAddress() const { return &m_hash; }
 
 private:
     const unsigned char* m_bytes;
@@ -37,7 +36,6 @@ public:
     explicit ZrDKeyProbe(const K&, uint32_t hash) : m_hash(hash) {}
     bool Matches(const K& key, const K& probe, uint32_t hash) const { return hash == m_hash && key == probe; }
     uint32_t Hash() const { return m_hash; }
-    const void* HashAddress() const { return &m_hash; }
 
 private:
     uint32_t m_hash;
@@ -60,8 +58,6 @@ public:
     V& Value() { return m_value; }
     const V& Value() const { return m_value; }
     uint32_t Hash() const { return m_probe.Hash(); }
-    // Where the hash lies, for prefetching.
-    const void* HashAddress() const { return m_probe.HashAddress(); }
     // Whether `key`, whose hash is `hash`, equals this pair's key.
     bool Matches(const K& key, uint32_t hash) const { return m_probe.Matches(m_key, key, hash); }
 
@@ -86,7 +82,6 @@ public:
     // Replaces the owned value, deleting the old one.
     void SetValue(std::unique_ptr<V> value) { m_value = std::move(value); }
     uint32_t Hash() const { return m_probe.Hash(); }
-    const void* HashAddress() const { return m_probe.HashAddress(); }
     bool Matches(const K& key, uint32_t hash) const { return m_probe.Matches(m_key, key, hash); }
 
 private:

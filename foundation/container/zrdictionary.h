@@ -103,19 +103,9 @@ public:
     void RebuildTable() {
         uint32_t count = m_bucketCount * 4;
         ZrDVector<Bucket> buckets(count);
-        // Each move reads the pair's hash, and the pairs lie anywhere in memory: ask for the pairs of a
-        // bucket some way ahead, so their fetches overlap instead of following one another.
-        constexpr uint32_t kAhead = 16;
-        for (uint32_t b = 0; b < m_bucketCount; ++b) {
-            if (b + kAhead < m_bucketCount) {
-                const Bucket& ahead = m_buckets[b + kAhead];
-                A* const* slots = ahead.Slots();
-                for (uint32_t i = 0, n = ahead.EndIndex() < kInline ? ahead.EndIndex() : kInline; i < n; ++i)
-                    __builtin_prefetch(slots[i]->HashAddress());
-            }
+        for (uint32_t b = 0; b < m_bucketCount; ++b)
             for (A* pair : m_buckets[b])
                 buckets[pair->Hash() & (count - 1)].Append(pair, pair->Hash());
-        }
         m_buckets.Swap(buckets);
         m_bucketCount = count;
         m_threshold *= 4;
@@ -148,10 +138,6 @@ private:
                 return slots[i];
         if (end <= kInline)
             return nullptr;
-        // A long bucket: start fetching all its pairs at once, so a miss (which reads them all) does not
-        // wait for them one after the other.
-        for (uint32_t i = kInline; i < end; ++i)
-            __builtin_prefetch(slots[i]);
         for (uint32_t i = kInline; i < end; ++i)
             if ((dense || bucket.IsOccupied(i)) && slots[i]->Matches(key, hash))
                 return slots[i];

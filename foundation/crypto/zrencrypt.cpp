@@ -46,9 +46,7 @@ ZrByteBuffer ZrEncrypt::MSHash(const ZrByteBuffer& password, bool) {
     uint64_t take = password.Length() < 14 ? password.Length() : 14;
     if (take != 0)
         std::memcpy(padded.MutableData(), password.Data(), take);
-    ZrByteBuffer hash = ZrDES::hashfn(padded);
-    padded.Wipe();
-    return hash;
+    return ZrDES::hashfn(padded);
 }
 
 ZrByteBuffer ZrEncrypt::UNIHash(const ZrByteBuffer& password) {
@@ -75,7 +73,6 @@ void ZrEncrypt::Encrypt_hash(const ZrByteBuffer& hash16, const ZrByteBuffer& cha
     if (take != 0)
         std::memcpy(keys.MutableData(), hash16.Data(), take);
     ZrDES::enc_password(keys, challenge8, out);
-    keys.Wipe();
 }
 
 bool ZrEncrypt::CheckNTLMPassword(const ZrByteBuffer& response, const ZrByteBuffer& hash16,

@@ -6,6 +6,7 @@ namespace {
 
 enum State {
     kBetween = 0,
+    kNotAnEntry = 1, // an error state only: something other than "[" between entries
     kKey = 2,
     kKeyEscape = 3,
     kAfterEquals = 4,
@@ -43,7 +44,7 @@ uint32_t RunWithout(const ZrUniChar* units, uint32_t length, ZrUniChar a, ZrUniC
 
 const char* Expected(int state) {
     switch (state) {
-    case 1:
+    case kNotAnEntry:
         return "\"[\"";
     case kKey:
     case kKeyEscape:
@@ -188,7 +189,7 @@ bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
             if (AtEnd())
                 return true;
             if (Current() != u'[')
-                return Fail(1);
+                return Fail(kNotAnEntry);
             Consume();
             key = ZrUniString();
             state = kKey;
@@ -252,6 +253,8 @@ bool ZrDBParse::FromString(ZrDatabase& db, const ZrUniString& text, int tag) {
             }
             Consume();
             break;
+        default: // not reached: every state above names its successor among these
+            return Fail(state);
         }
     }
 }

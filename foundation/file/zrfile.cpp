@@ -71,17 +71,6 @@ bool ZrFile::IsSymlink(const ZrUniString& path) {
     return lstat(CPath(SystemPath(path)), &st) == 0 && S_ISLNK(st.st_mode);
 }
 
-bool ZrFile::ReadSymlink(const ZrUniString& path, ZrUniString& target) {
-    char buffer[4096] = {};
-    ssize_t n = readlink(CPath(SystemPath(path)), buffer, sizeof buffer - 1);
-    if (n < 0)
-        return false;
-    // The link was read: a target that does not convert is kept as far as it did.
-    (void)target.CreateFrom(buffer, static_cast<uint64_t>(n), ZrSysEncoding::filesystem,
-                            ZrSysEncoding::filesystemOptions);
-    return true;
-}
-
 bool ZrFile::Symlink(const ZrUniString& target, const ZrUniString& path) {
     return symlink(CPath(SystemPath(target)), CPath(SystemPath(path))) == 0;
 }

@@ -20,8 +20,6 @@ public:
     // lstat() succeeds: a dangling link counts as existing.
     static bool Exists(const ZrUniString& path);
     static bool IsSymlink(const ZrUniString& path);
-    // readlink() into a zero-filled 4096-byte buffer; the text read becomes `target`.
-    [[nodiscard]] static bool ReadSymlink(const ZrUniString& path, ZrUniString& target);
     [[nodiscard]] static bool Symlink(const ZrUniString& target, const ZrUniString& path);
     [[nodiscard]] static bool Unlink(const ZrUniString& path);
 

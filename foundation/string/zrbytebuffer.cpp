@@ -22,7 +22,7 @@ ZrByteBufferRep* ZrByteBufferRep::New(uint64_t length, uint64_t capacity) {
     if (!block)
         throw std::bad_alloc();
     auto* rep = ::new (block) ZrByteBufferRep;
-    rep->m_data = reinterpret_cast<unsigned char*>(rep + 1);
+    rep->m_data = static_cast<unsigned char*>(block) + sizeof(ZrByteBufferRep);
     rep->m_dataInline = true;
     rep->m_length = length;
     rep->m_capacity = capacity;
@@ -95,6 +95,8 @@ ZrByteBuffer::ZrByteBuffer(const ZrByteBuffer& other) : m_pRep(other.m_pRep) {
 ZrByteBuffer::ZrByteBuffer(ZrByteBuffer&& other) noexcept : m_pRep(std::exchange(other.m_pRep, nullptr)) {}
 
 ZrByteBuffer& ZrByteBuffer::operator=(const ZrByteBuffer& other) {
+    if (this == &other)
+        return *this;
     if (other.m_pRep)
         ++other.m_pRep->m_refCount;
     if (m_pRep)
@@ -205,7 +207,9 @@ void ZrByteBuffer::Clear() {
 }
 
 void ZrByteBuffer::Wipe() {
-    if (m_pRep)
+    if (m_pRep && m_pRep->m_refCount != 1)
+        Clear();
+    else if (m_pRep)
         ZrSecureWipe(m_pRep->m_data, m_pRep->m_capacity);
 }
 

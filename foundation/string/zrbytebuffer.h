@@ -7,10 +7,6 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 // The shared storage behind ZrByteBuffer. Written only while its count is 1. Its bytes are wiped when
 // it is destroyed, when they move to a larger block and when they are cut: passwords pass through.
 class ZrByteBufferRep {
@@ -86,7 +82,9 @@ public:
     void Resize(uint64_t length);
     // Drops this handle's reference; the buffer becomes empty.
     void Clear();
-    // Overwrites the bytes with zeros in place (every handle sharing them sees it), for secrets.
+    // For a secret that is done with: bytes this handle alone holds are zeroed in place (allocation and
+    // length stay, for reuse); shared bytes are only let go of, since another handle still uses them and
+    // the last one to release them wipes them.
     void Wipe();
 
     // Byte comparison over this buffer's length; the caller has checked both lengths agree.
@@ -112,62 +110,10 @@ protected:
     ZrByteBufferRep* m_pRep = nullptr;
 };
 
-// HashValue's number, sixteen bytes per step. Over a block, h * 9^16 + sum(b[j] * 9^(15-j)): the sum does
-// not depend on h, so the chain that carries h costs one multiply-add per block instead of per byte. The
-// sum of eight bytes is folded pairwise inside one 64-bit word: bytes into 16-bit lanes (b * 9 + next),
-// those into 32-bit lanes (* 81), those into one (* 6561); no lane can overflow into its neighbour.
 inline uint32_t ZrByteBuffer::HashBytes(const void* bytes, uint64_t length) {
-    static constexpr uint32_t power[9] = {1, 9, 81, 729, 6561, 59049, 531441, 4782969, 43046721};
-    constexpr uint32_t p8 = power[8], p16 = p8 * p8; // modulo 2^32
-    auto load = [](const unsigned char* b) {
-        uint64_t x;
-        std::memcpy(&x, b, 8);
-        if constexpr (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
-            x = __builtin_bswap64(x);
-        return x; // b[0] in the low byte
-    };
-    auto eight = [](uint64_t x) -> uint32_t {
-        constexpr uint64_t m16 = 0x00FF00FF00FF00FFull, m32 = 0x0000FFFF0000FFFFull;
-        uint64_t pairs = (x & m16) * 9 + (x >> 8 & m16);
-        uint64_t quads = (pairs & m32) * 81 + (pairs >> 16 & m32);
-        return uint32_t(quads) * 6561u + uint32_t(quads >> 32);
-    };
     const unsigned char* p = static_cast<const unsigned char*>(bytes);
     uint32_t h = 0;
-    uint64_t i = 0;
-#if defined(__SSE2__)
-    // With SSE2 a block is folded in vector lanes: bytes times (9, 1) into 32-bit pair sums, those
-    // (packed back to 16 bits; they are at most 2550) times (81, 1) into four quad sums, and those times
-    // 9^12, 9^8, 9^4 and 1 into one.
-    for (; i + 16 <= length; i += 16) {
-        const __m128i zero = _mm_setzero_si128(), by9 = _mm_set1_epi32(0x00010009),
-                      by81 = _mm_set1_epi32(0x00010051);
-        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
-        __m128i pairsLow = _mm_madd_epi16(_mm_unpacklo_epi8(x, zero), by9);
-        __m128i pairsHigh = _mm_madd_epi16(_mm_unpackhi_epi8(x, zero), by9);
-        __m128i quads = _mm_madd_epi16(_mm_packs_epi32(pairsLow, pairsHigh), by81);
-        __m128i even = _mm_mul_epu32(quads, _mm_set_epi32(0, int(power[4]), 0, int(p8 * power[4])));
-        __m128i odd = _mm_mul_epu32(_mm_srli_epi64(quads, 32), _mm_set_epi32(0, 1, 0, int(p8)));
-        __m128i sum = _mm_add_epi64(even, odd);
-        sum = _mm_add_epi64(sum, _mm_unpackhi_epi64(sum, sum));
-        h = h * p16 + uint32_t(_mm_cvtsi128_si32(sum));
-    }
-#else
-    for (; i + 16 <= length; i += 16)
-        h = h * p16 + (eight(load(p + i)) * p8 + eight(load(p + i + 8)));
-#endif
-    if (i + 8 <= length) {
-        h = h * p8 + eight(load(p + i));
-        i += 8;
-    }
-    uint64_t rest = length - i;
-    if (rest && length >= 8) {
-        // The last eight bytes with the ones already hashed zeroed: the rest sit in the places weighted
-        // 9^(rest-1) .. 9^0.
-        uint64_t tail = load(p + length - 8) & (~uint64_t(0) << 8 * (8 - rest));
-        return h * power[rest] + eight(tail);
-    }
-    for (; i < length; ++i)
+    for (uint64_t i = 0; i < length; ++i)
         h = h * 9 + p[i];
     return h;
 }

@@ -61,6 +61,8 @@ ZrCString::ZrCString(const ZrCString& other) : m_pRep(other.m_pRep) {
 }
 
 ZrCString& ZrCString::operator=(const ZrCString& other) {
+    if (this == &other)
+        return *this;
     if (other.m_pRep)
         ++other.m_pRep->m_refCount;
     if (m_pRep && --m_pRep->m_refCount == 0)

@@ -60,7 +60,7 @@ void WithManager(IDMPEnumNotify& controller,
     dispatch::QExecutorDispatcher base;
     base.RunInContext([&](uint32_t) {
         platform::Dispatcher dispatcher;
-        DMPManager manager(dispatcher, controller);
+        DMPManager manager(controller);
         body(manager, dispatcher);
     });
 }

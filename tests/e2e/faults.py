@@ -62,6 +62,11 @@ class Endings(AgentTest):
         ("refused command on the second of three drives, tried again when announced again",
          lambda t: (t.go(), t.drives(1), t.mode(102, "error", text="e"), t.drives(2, 3, 2), t.x("close_client")),
          0, "The command failed: e\n", "clean"),
+        # The drives share their password's storage in the device table; the one removed first takes
+        # nothing of the other's with it.
+        ("display closed after the first of two drives was removed",
+         lambda t: (t.go(), t.drives(1, 2), t.x("remove_device", device_id=1), t.peers.wait_calls(102, 3),
+                    t.x("close_client")), 0, "", "clean"),
         ("refused withdrawal", lambda t: (t.go(), t.drives(1, 2), t.mode(102, "error", text="e"), t.x("remove_device", device_id=1),
                                           t.peers.wait_calls(102, 3), t.x("close_client")), 0, "The command failed: e\n", "clean"),
         ("unanswered command on the second of three drives",

@@ -105,13 +105,13 @@ class Names(AgentTest):
         first = self.set_configs(1)[0]
         self.assertEqual((len(first), first[BASE + "pc1/winname"], first[BASE + "pc1/C/winname"]), (4, ["al"], ["al"]))
 
-    def test_account_name_that_is_not_utf8_ends_with_exit_3(self):
+    def test_account_name_empty_or_not_utf8_ends_with_exit_3(self):
         if os.geteuid() != 0 or subprocess.run(["unshare", "--mount", "true"]).returncode != 0:
             self.skipTest("needs root and a private mount namespace to put its own user database in place")
         passwd = os.path.join(self.peers.dir, "passwd")
         mount = ["unshare", "--mount", "sh", "-c", 'mount --bind "$0" /etc/passwd && exec "$@"', passwd]
-        # The current user named j\xFCrgen in Latin-1, then with such a home directory.
-        for name, home in ((b"j\xfcrgen", b"/root"), (b"root", b"/home/j\xfcrgen")):
+        # The current user named j\xFCrgen in Latin-1, then with no name at all, then with a Latin-1 home.
+        for name, home in ((b"j\xfcrgen", b"/root"), (b"", b"/root"), (b"root", b"/home/j\xfcrgen")):
             with open(passwd, "wb") as f:
                 f.write(b"%s:x:%d:%d::%s:/bin/sh\n" % (name, os.geteuid(), os.getegid(), home))
             self.assertEqual(self.peers.run_agent(prefix=mount), (3, "", "Failed to work out the current user\n"))

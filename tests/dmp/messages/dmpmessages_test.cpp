@@ -91,7 +91,7 @@ TEST(AddDeviceReqTest, ParsesEveryFieldInWireOrder) {
     EXPECT_EQ(req.Chars(), 0xC0FFEEu);
     EXPECT_EQ(req.OptFlags(), 0xBEEF);
     EXPECT_EQ(req.DeviceName() + "|" + req.DisplayName() + "|" + req.Uri() + "|" + req.Username() + "|" +
-                  req.Password() + "|" + req.AltName() + "|" + req.DeviceInfo(),
+                  std::string(req.PasswordBytes()) + "|" + req.AltName() + "|" + req.DeviceInfo(),
               "Drive C|:1|smb://pc1/C||" + kPassword + "|alt|info");
     const buffer::Buffer options = req.OptionsDeviceData();
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(options.Data()), options.Length()),

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 // Only the test reaches for the reference library's one-shot MD4/MD5 calls, which it marks deprecated.
@@ -28,6 +29,16 @@ TEST(ZrMessageDigestTest, AgreesWithReferenceLibraryOnRandomInputs) {
         MD5(input.Data(), length, md5);
         ASSERT_EQ(ZrEncrypt::MD4_Encode(input), ZrByteBuffer(md4, 16)) << "length " << length;
         ASSERT_EQ(ZrEncrypt::MD5_Encode(input), ZrByteBuffer(md5, 16)) << "length " << length;
+        // In three pieces, the first or the second ending exactly on a block's end.
+        ZrMessageDigest::Context context;
+        ASSERT_TRUE(ZrMessageDigest::MDInit(context, kZrDigestMD5));
+        const size_t first = std::min<size_t>(length, round % 2 ? 64 : round % 13);
+        const size_t second = std::min(length - first, 64 - first % 64);
+        ZrMessageDigest::MDUpdate(context, input.Data(), first);
+        ZrMessageDigest::MDUpdate(context, input.Data() + first, second);
+        ZrMessageDigest::MDUpdate(context, input.Data() + first + second, length - first - second);
+        ZrMessageDigest::MDFinal(context, md5);
+        ASSERT_EQ(ZrEncrypt::MD5_Encode(input), ZrByteBuffer(md5, 16)) << first << "+" << second;
     }
 }
 

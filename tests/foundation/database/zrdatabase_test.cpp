@@ -194,8 +194,10 @@ TEST(ZrDBParseRead, ErrorsGiveStateCharacterAndPositionAndKeepEarlierEntries) {
         {"[k={", 5, "Error: found \"(EOF)\" at character 5 in line 1 whilst looking for \"(\" or \"}\""},
         {"[k={}", 6, "Error: found \"(EOF)\" at character 6 in line 1 whilst looking for \"]\""},
         {"[k={(a\\", 8, "Error: found \"(EOF)\" at character 8 in line 1 whilst looking for \")\""},
-        // Line feeds inside keys and values count lines.
-        {"[a\nb={(x\ny)\n}] y", 1, "Error: found \"y\" at character 4 in line 4 whilst looking for \"[\""},
+        // Line feeds inside keys and values (escaped or not) count lines and restart the character count.
+        {"[k\\\na\nbc", 2, "Error: found \"(EOF)\" at character 3 in line 3 whilst looking for \"=\""},
+        {"[a\nb={(x\nyz)w", 5,
+         "Error: found \"w\" at character 4 in line 3 whilst looking for \"(\" or \"}\""},
         // Header lines add their characters to the count but not their lines.
         {"## one\n## two\n[k=}", 4, "Error: found \"}\" at character 18 in line 1 whilst looking for \"{\""},
         {"##\n##\n{", 1, "Error: found \"{\" at character 7 in line 1 whilst looking for \"[\""},

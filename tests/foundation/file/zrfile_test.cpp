@@ -51,9 +51,6 @@ TEST_F(ZrFileTest, LinksExistWhileDanglingAndModesFollowThem) {
     ASSERT_TRUE(ZrFile::Symlink(Path("secret"), link));
     EXPECT_TRUE(ZrFile::Exists(link));
     EXPECT_TRUE(ZrFile::IsSymlink(link));
-    ZrUniString target;
-    ASSERT_TRUE(ZrFile::ReadSymlink(link, target));
-    EXPECT_EQ(target, Path("secret"));
     char buffer[256] = {};
     ASSERT_GT(readlink((dir + "/My WEX Drives \xc3\xa9").c_str(), buffer, sizeof buffer - 1), 0);
     EXPECT_EQ(buffer, dir + "/secret");
@@ -61,7 +58,6 @@ TEST_F(ZrFileTest, LinksExistWhileDanglingAndModesFollowThem) {
     EXPECT_FALSE(ZrFile::Mode(link, mode));
     Write("secret", "x");
     EXPECT_FALSE(ZrFile::IsSymlink(Path("secret")));
-    EXPECT_FALSE(ZrFile::ReadSymlink(Path("secret"), target));
     ASSERT_EQ(chmod((dir + "/secret").c_str(), 0640), 0);
     ASSERT_TRUE(ZrFile::Mode(link, mode));
     EXPECT_EQ(mode & 0777, 0640u);

@@ -6,16 +6,28 @@
 # Packages come from the Debian mirror this machine's apt already uses. Needs root, debootstrap and
 # the network, and about 15 minutes or more; scripts/test.sh does not run it.
 #
-#   scripts/fresh_machine.sh <release> [folder]
+#   scripts/fresh_machine.sh [release...]        (default: bookworm, then trixie)
+#   scripts/fresh_machine.sh <release> <folder>
 #
-# release: a Debian code name (bookworm, trixie). folder: where the system is built; it must not
-# exist yet (default: a new /var/tmp/kpatdmcl-fresh-<release>.XXXXXX). The folder is removed at the
-# end unless KEEP=1; the full output of both commands is kept beside it in <folder>.log/.
-# Exit status: 0 when both commands ended with 0, 1 when one did not, 2 when the machine could not
-# be set up.
+# release: a Debian code name (bookworm, trixie); several are tried one after the other, each on a
+# system of its own. folder: where the system is built; it must not exist yet (default: a new
+# /var/tmp/kpatdmcl-fresh-<release>.XXXXXX). The folder is removed at the end unless KEEP=1; the
+# full output of both commands is kept beside it in <folder>.log/.
+# Exit status: 0 when both commands ended with 0 (on every release), 1 when one did not, 2 when a
+# machine could not be set up.
 set -euo pipefail
 
-usage() { echo "usage: $0 <release> [folder]" >&2; exit 2; }
+usage() { echo "usage: $0 [release...] | $0 <release> <folder>" >&2; exit 2; }
+if [ $# -eq 0 ] || { [ $# -ge 2 ] && [[ $2 =~ ^[a-z]+$ ]]; }; then
+  [ $# -gt 0 ] || set -- bookworm trixie
+  worst=0
+  for release in "$@"; do
+    rc=0
+    "$0" "$release" || rc=$?
+    [ "$rc" -le "$worst" ] || worst=$rc
+  done
+  exit "$worst"
+fi
 [ $# -ge 1 ] && [ $# -le 2 ] || usage
 release=$1
 [[ $release =~ ^[a-z]+$ ]] || usage
@@ -160,7 +172,7 @@ done
 echo
 echo "== $release: versions"
 inside versions "dpkg-query -W -f '  \${Package} \${Version}\n' libc6 g++ clang-19 clang-format-19 cmake python3 \
-  libgtest-dev lintian 2>/dev/null" || true
+  libgtest-dev lintian debhelper autopkgtest g++-aarch64-linux-gnu qemu-user 2>/dev/null" || true
 echo "== $release: results (full output in $logs)"
 failed=0
 for i in "${!names[@]}"; do

@@ -1,27 +1,31 @@
 #!/usr/bin/env bash
 # Checks the formatting and that the map of the code (docs/architecture.md) names only what the tree
 # has, then builds and runs everything: the plain suite (after checking that every include reaches
-# only declared libraries), clang-tidy over the sources, the package check, a Release build of the
-# agent, the suite again under AddressSanitizer + UndefinedBehaviorSanitizer, then every fuzz target
-# briefly.
+# only declared libraries), clang-tidy over the sources, the Debian package with lintian, the
+# package's reproducibility, the installed package's end-to-end tests (autopkgtest), a Release build
+# of the agent, the suite again under AddressSanitizer + UndefinedBehaviorSanitizer, every fuzz
+# target briefly, and the arm64 cross-build with every test under the emulator and its package.
 # On a fresh Debian 12 or 13 machine (as root) it first installs what it needs.
-# Every stage runs even when an earlier one fails; the end lists each stage with its result, and
-# the script fails when any stage did.
+# Every stage runs even when an earlier one fails; the end lists each stage with its result and its
+# time, and the script fails when any stage did.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/deps.sh
-kp_install_deps "${KP_AGENT_PACKAGES[@]}" "${KP_TEST_PACKAGES[@]}"
+kp_install_deps "${KP_AGENT_PACKAGES[@]}" "${KP_TEST_PACKAGES[@]}" "${KP_PACKAGE_PACKAGES[@]}" \
+  "${KP_REPRO_PACKAGES[@]}" "${KP_AUTOPKGTEST_PACKAGES[@]}"
+kp_install_cross_deps
 
 JOBS=${JOBS:-$(nproc)}
 FUZZ_SECONDS=${FUZZ_SECONDS:-5}
 
 STAGES=()
 RESULTS=()
+TIMES=()
 # stage <name> <function>: runs the function in a subshell with -e, so that its first failing
 # command ends the stage and not the script. The subshell's status is read from $? rather than
 # tested with || or if, because bash ignores -e inside a tested command.
 stage() {
-  local name=$1 rc
+  local name=$1 rc start=$SECONDS
   shift
   echo "== $name"
   set +e
@@ -32,6 +36,7 @@ stage() {
   rc=$?
   set -e
   STAGES+=("$name")
+  TIMES+=("$((SECONDS - start)) s")
   if [ "$rc" -eq 0 ]; then RESULTS+=(PASS); else RESULTS+=("FAIL (exit $rc)"); fi
 }
 
@@ -60,8 +65,19 @@ tidy() {
 }
 
 package() {
-  [ -x build/bin/kpatdmcl ] || cmake --build build -j "$JOBS" --target kpatdmcl
-  scripts/package_check.sh build
+  JOBS=$JOBS scripts/package_check.sh
+}
+
+repro() {
+  JOBS=$JOBS scripts/repro_check.sh HEAD
+}
+
+installed() {
+  scripts/autopkgtest_check.sh
+}
+
+arm64() {
+  JOBS=$JOBS scripts/arm64_check.sh
 }
 
 # Warnings that only -O3 finds, in the libraries and the agent (the tests are built by the other stages).
@@ -118,15 +134,18 @@ stage "format check" format
 stage "map check (docs/architecture.md)" map
 stage "dependency check, plain build and tests" plain
 stage "clang-tidy" tidy
-stage "package" package
+stage "Debian package (source and binary, lintian)" package
+stage "reproducible package (two builds of HEAD, cmp)" repro
+stage "installed package (autopkgtest, null runner)" installed
 stage "Release build of the agent" release
 stage "AddressSanitizer + UndefinedBehaviorSanitizer build and tests" sanitizers
 stage "fuzz targets (${FUZZ_SECONDS}s each)" fuzz
+stage "arm64 cross-build, tests under qemu-user, package" arm64
 
 echo "== stages"
 failed=0
 for i in "${!STAGES[@]}"; do
-  printf '  %-64s %s\n' "${STAGES[$i]}" "${RESULTS[$i]}"
+  printf '  %-64s %-16s %8s\n' "${STAGES[$i]}" "${RESULTS[$i]}" "${TIMES[$i]}"
   [ "${RESULTS[$i]}" = PASS ] || failed=1
 done
 [ "$failed" -eq 0 ] && echo "== all passed" || echo "== some stages failed"

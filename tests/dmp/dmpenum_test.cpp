@@ -186,7 +186,7 @@ TEST_F(DMPManagerTest, SecondDisplayAnnouncesItselfWhenTheFirstIsLost) {
 // never meets the end; a round trip does, and Xlib's I/O-error handler ends the process through the
 // program's ending, with the status the ending gives for a display that went away.
 TEST(DMPManagerDeathTest, BrokenConnectionSeenByXlibEndsThroughTheEnding) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, getenv("KPATDMCL_EMULATOR") ? "fast" : "threadsafe"); // qemu: no exec
     kptest::TestDisplayServer server;
     RecordingNotify controller;
     EXPECT_EXIT(WithManager(controller,

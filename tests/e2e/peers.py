@@ -13,6 +13,7 @@ import time
 
 SOURCE_DIR = os.environ.get("KP_SOURCE_DIR", os.path.abspath(os.path.join(os.path.dirname(__file__), "../..")))
 AGENT = os.environ.get("KPATDMCL_BIN", os.path.join(SOURCE_DIR, "build/bin/kpatdmcl"))
+EMULATOR = os.environ.get("KPATDMCL_EMULATOR", "").split()  # qemu-user, for a cross-built agent
 sys.path.insert(0, os.path.join(SOURCE_DIR, "tools/xtestserver"))
 from control import Control  # noqa: E402
 
@@ -82,8 +83,8 @@ class Peers:
             os.chmod(self.dir, 0o755), os.chown(self.home, user, user)
             [os.chmod("/tmp/.X11-unix/X" + name[1:], 0o777) for name in self.displays]
             agent, account = shutil.copy(AGENT, self.dir), dict(user=user, group=user, extra_groups=[])
-        self.agent = subprocess.Popen([*prefix, agent, "--dmpdisplay", display or self.display, "--servercfg",
-                                       config or self.config(), *args],
+        self.agent = subprocess.Popen([*prefix, *EMULATOR, agent, "--dmpdisplay", display or self.display,
+                                       "--servercfg", config or self.config(), *args],
                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment, **account)
         return self.agent
 

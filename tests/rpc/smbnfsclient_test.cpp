@@ -96,19 +96,21 @@ TEST_F(SMBNFSClientTest, AnswersGiveTheirTexts) {
 }
 
 TEST_F(SMBNFSClientTest, TimeOutStartsAgainAfterEachUnusableDatagram) {
-    // Garbage after 0.6 s, the reply 0.7 s later: past the first time-out, within the second.
-    Mode(R"({"cmd":"mode","proc":102,"mode":"garbage","delay":0.6,"gap":0.7,"count":1})");
-    ZrSMBNFSClient client(sim.Address(), 1);
+    // A 3 s time-out; garbage after 1.5 s, the reply 2 s later: past the first time-out (the delays
+    // guarantee it), a second before the second one ends.
+    Mode(R"({"cmd":"mode","proc":102,"mode":"garbage","delay":1.5,"gap":2.0,"count":1})");
+    ZrSMBNFSClient client(sim.Address(), 3);
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3000));
 
     Mode(R"({"cmd":"mode","proc":102,"mode":"silent"})");
+    ZrSMBNFSClient quick(sim.Address(), 1);
     start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(),
+    EXPECT_EQ(quick.SetConfig("u", "").AsUtf8(),
               "Connection timed out while contacting the server\nCheck the server is running");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
-    EXPECT_EQ(client.Status(), ZrRPCClientErrors::ERRTimeOut);
+    EXPECT_EQ(quick.Status(), ZrRPCClientErrors::ERRTimeOut);
 }
 
 // Not against the simulator: a server that is down (a port nothing holds once `free` closes). The

@@ -170,7 +170,7 @@ class Drives(AgentTest):
         rc, out, _ = self.close_display()
         self.assertEqual(rc, 0)
         self.assertIn("Successfully disconnected %s/pc1\n" % USER, out)
-        self.assertEqual(len(self.peers.calls(102)), 5, "four changes and the clean-up")
+        self.assertEqual([c["proc"] for c in self.peers.calls()], [105, 102, 102, 102, 102, 101, 102, 106, 101], "each once")
 
     def test_burst_beyond_the_yield_limit_is_handled_without_further_traffic(self):
         # Events that Xlib has already queued are reported by no descriptor; they must still be taken up.

@@ -39,7 +39,6 @@ ZrInetAddr ZrInetAddr::AddressAny() {
     return ZrInetAddr(uint32_t(INADDR_ANY));
 }
 
-// Not called by the agent; completes the address constructors.
 ZrInetAddr ZrInetAddr::AddressLoopback() {
     return ZrInetAddr(uint32_t(INADDR_LOOPBACK));
 }

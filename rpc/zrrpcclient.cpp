@@ -2,10 +2,11 @@
 
 #include <sys/select.h>
 
+#include "foundation/crypto/zrrandom.h"
 #include "foundation/crypto/zrsecurewipe.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
 
 using Errors = ZrRPCClientErrors;
 using Clock = std::chrono::steady_clock;
@@ -21,6 +22,16 @@ timeval TimeLeft(Clock::time_point deadline) {
 }
 
 } // namespace
+
+std::chrono::microseconds ZrRPCResendSchedule::Next() {
+    return Next(800 + ZrRandom::RndNum(401));
+}
+
+std::chrono::microseconds ZrRPCResendSchedule::Next(uint32_t permille) {
+    auto interval = m_interval * permille / 1000;
+    m_interval *= 2;
+    return interval;
+}
 
 ZrRPCClient::ZrRPCClient(const ZrInetAddr& server, unsigned int timeoutSeconds)
     : m_server(server), m_timeoutSeconds(timeoutSeconds),
@@ -95,12 +106,13 @@ ZrRPCClient::MessageError ZrRPCClient::SendAndReceiveRpc(ZrRPCMessageFromClient&
     if (sent != Errors::ERRCallSuccess)
         return sent;
     ZrRPCMessageFromServer reply;
-    return ReceiveRpc(reply);
+    return ReceiveRpc(reply, &call);
 }
 
-ZrRPCClient::MessageError ZrRPCClient::ReceiveRpc(ZrRPCMessageFromServer& reply) {
+ZrRPCClient::MessageError ZrRPCClient::ReceiveRpc(ZrRPCMessageFromServer& reply,
+                                                  ZrRPCMessageFromClient* call) {
     ZrInetAddr from;
-    SetStatus(ReceiveRpcWithTimeout(reply, from));
+    SetStatus(ReceiveRpcWithTimeout(reply, from, call));
     // The reply was decoded into its own buffers; a configuration read back would carry passwords.
     ZrSecureWipe(m_receiveArea.data(), static_cast<size_t>(m_receiveUsed));
     m_receiveUsed = 0;
@@ -145,41 +157,47 @@ ZrRPCClient::MessageError ZrRPCClient::ReceiveServerResponse(ZrRPCMessageFromSer
     return Decode(m_receiveArea.data(), got, reply) ? Errors::ERRCallSuccess : Errors::ERRParse;
 }
 
-ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply,
-                                                             ZrInetAddr& from) {
+ZrRPCClient::MessageError ZrRPCClient::ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from,
+                                                             ZrRPCMessageFromClient* call) {
     int fd = m_socket.Descriptor();
     // select cannot watch a descriptor beyond its fixed set.
     if (fd < 0 || fd >= FD_SETSIZE)
         return Errors::ERRSelect;
-    const Clock::duration full = std::chrono::seconds(m_timeoutSeconds);
-    Clock::time_point deadline = Clock::now() + full;
+    // One deadline for the whole call, whatever arrives meanwhile: unusable datagrams cannot hold
+    // it for ever.
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(m_timeoutSeconds);
+    ZrRPCResendSchedule schedule;
+    Clock::time_point resend = call ? Clock::now() + schedule.Next() : Clock::time_point::max();
     long got = 0;
     for (;;) {
         fd_set readable;
         FD_ZERO(&readable);
         FD_SET(fd, &readable);
-        timeval timeout = TimeLeft(deadline);
+        timeval timeout = TimeLeft(std::min(deadline, resend));
         int ready = ::select(fd + 1, &readable, nullptr, nullptr, &timeout);
         if (ready < 0) {
             if (errno == EINTR || errno == EAGAIN)
                 continue;
             return Errors::ERRSelect;
         }
-        if (ready == 0)
-            return Errors::ERRTimeOut;
+        if (ready == 0) {
+            Clock::time_point now = Clock::now();
+            if (now >= deadline)
+                return Errors::ERRTimeOut;
+            if (now >= resend) {
+                // A copy that cannot go out leaves the call to its deadline, as a lost one would.
+                (void)SendServerRpcMessage(*call);
+                resend = Clock::now() + schedule.Next();
+            }
+            continue;
+        }
         int result = m_socket.ReadMessage(m_receiveArea.data(), kReceiveArea, got, from);
-        // The refusal a server that is down sends back for the call: no reply came.
-        if (result == ZrSocket::messageFailed && m_socket.LastErrno() == ECONNREFUSED)
+        // A failed read (the refusal that a server that is down sends back for a copy, say) or another
+        // sender's datagram is no reply.
+        if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile || from != m_server)
             continue;
-        // Another sender's datagram is no reply and must not keep us waiting beyond the deadline.
-        if (result != ZrSocket::messageFailed && from != m_server)
-            continue;
-        // A fresh full time-out after anything else: a stream of unusable datagrams from the server
-        // keeps us waiting.
-        deadline = Clock::now() + full;
-        if (result == ZrSocket::messageFailed || result == ZrSocket::messageEndOfFile)
-            continue;
-        if (Decode(m_receiveArea.data(), got, reply))
+        // Every copy of this call carries its identifier; a late answer to an earlier call does not.
+        if (Decode(m_receiveArea.data(), got, reply) && (!call || reply.xid() == call->xid()))
             return Errors::ERRCallSuccess;
     }
 }

@@ -1,15 +1,32 @@
-// ZrRPCClient: sends one ONC RPC call as a single UDP datagram to a fixed server and waits for one
-// reply under a time-out. Owns its socket. Never throws: every operation returns a MessageError and
-// keeps it as the status; derived clients receive decoded replies in HandleServerRpcResponse.
+// ZrRPCClient: sends one ONC RPC call as a UDP datagram to a fixed server and waits for its reply
+// under a time-out, sending the same datagram again while no reply comes. Owns its socket. Never
+// throws: every operation returns a MessageError and keeps it as the status; derived clients receive
+// decoded replies in HandleServerRpcResponse.
 #pragma once
 
 #include <array>
+#include <chrono>
+#include <cstdint>
 
 #include "net/zrinetaddr.h"
 #include "net/zrsocket.h"
 #include "net/zrudpportholders.h"
 #include "rpc/zrrpcclienterrors.h"
 #include "rpc/zrrpcmessage.h"
+
+// When the copies of an unanswered call go out. A healthy server answers within milliseconds, so the
+// first copy is repeated only after about a second; each later interval is twice the one before.
+// Every interval is varied at random by up to a fifth either way, so that clients started together
+// do not repeat their calls together.
+class ZrRPCResendSchedule {
+public:
+    // The wait before the next copy, scaled by `permille` (800 to 1200); the first overload draws it.
+    std::chrono::microseconds Next();
+    std::chrono::microseconds Next(uint32_t permille);
+
+private:
+    std::chrono::microseconds m_interval = std::chrono::seconds(1);
+};
 
 class ZrRPCClient {
 public:
@@ -31,22 +48,26 @@ public:
     // Called by ReceiveRpc with every reply it takes.
     virtual void HandleServerRpcResponse(ZrRPCMessageFromServer& reply, const ZrInetAddr& from);
 
-    // Sends the call, then ReceiveRpc into a fresh reply.
+    // Sends the call, then ReceiveRpc into a fresh reply to it.
     [[nodiscard]] MessageError SendAndReceiveRpc(ZrRPCMessageFromClient& call);
     // Waits for one reply (ReceiveRpcWithTimeout) and hands it to HandleServerRpcResponse.
-    [[nodiscard]] MessageError ReceiveRpc(ZrRPCMessageFromServer& reply);
+    [[nodiscard]] MessageError ReceiveRpc(ZrRPCMessageFromServer& reply,
+                                          ZrRPCMessageFromClient* call = nullptr);
     // One datagram to the server. When the server's port must be held by a trusted account (see
     // TrustPortHolder) and another holds it, or the kernel cannot tell: ERRPortHeld, nothing sent;
     // when nothing holds it: nothing is sent either, and the wait that follows times out as it
-    // would for a server that is down.
+    // would for a server that is down. Every copy of a call goes out through here.
     [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
     // Only datagrams whose sender is exactly the server address are heard; any other is dropped
     // without being decoded, whatever it holds. One read without waiting: ERRRecv on a failed or
     // empty read or a datagram from another sender, ERRParse when it does not decode.
     [[nodiscard]] MessageError ReceiveServerResponse(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
-    // Waits up to the time-out for a datagram from the server that decodes. One from the server that
-    // does not decode starts the time-out again; one from another sender leaves the deadline alone.
-    [[nodiscard]] MessageError ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from);
+    // Waits up to the time-out for a datagram from the server that decodes and, for a `call` just
+    // sent, carries its transaction identifier. Any other datagram is dropped and the wait goes on
+    // under the same deadline. Meanwhile the unanswered `call` is sent again, unchanged, as
+    // ZrRPCResendSchedule says, while its deadline has not come.
+    [[nodiscard]] MessageError ReceiveRpcWithTimeout(ZrRPCMessageFromServer& reply, ZrInetAddr& from,
+                                                     ZrRPCMessageFromClient* call = nullptr);
     // For a socket found readable with no call outstanding: true when the server's datagram is next
     // in the queue and, where it is checked, the server's port is held by trusted accounts alone. A
     // datagram from another sender or from a port not so held is taken off and dropped; never waits.

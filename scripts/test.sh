@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Checks the formatting, then builds and runs everything: the plain suite (after checking that every
-# include reaches only declared libraries), clang-tidy over the sources, the Debian package with
-# lintian, the package's reproducibility, the installed package's end-to-end tests (autopkgtest), a
-# Release build of the agent, the suite again under AddressSanitizer + UndefinedBehaviorSanitizer,
-# every fuzz target briefly, and the arm64 cross-build with every test under the emulator and its
-# package.
+# Checks the formatting and that the map of the code (docs/architecture.md) names only what the tree
+# has, then builds and runs everything: the plain suite (after checking that every include reaches
+# only declared libraries), clang-tidy over the sources, the Debian package with lintian, the
+# package's reproducibility, the installed package's end-to-end tests (autopkgtest), a Release build
+# of the agent, the suite again under AddressSanitizer + UndefinedBehaviorSanitizer, every fuzz
+# target briefly, and the arm64 cross-build with every test under the emulator and its package.
 # On a fresh Debian 12 or 13 machine (as root) it first installs what it needs.
 # Every stage runs even when an earlier one fails; the end lists each stage with its result and its
 # time, and the script fails when any stage did.
@@ -42,6 +42,10 @@ stage() {
 
 format() {
   scripts/format_check.sh
+}
+
+map() {
+  scripts/check_map.py
 }
 
 plain() {
@@ -127,6 +131,7 @@ fuzz() {
 }
 
 stage "format check" format
+stage "map check (docs/architecture.md)" map
 stage "dependency check, plain build and tests" plain
 stage "clang-tidy" tidy
 stage "Debian package (source and binary, lintian)" package

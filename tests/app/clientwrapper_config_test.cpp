@@ -105,31 +105,6 @@ TEST_F(ClientWrapperConfig, ConfiguredLinkDirectoryIsSubstituted) {
     EXPECT_EQ(client.SymlinkName().AsUtf8(), " Drives ") << "values are stored unchanged";
 }
 
-TEST_F(ClientWrapperConfig, PersonalFilesReadableByOthersAreRefused) {
-    for (mode_t mode : {0640, 0604, 0644}) {
-        std::string path = Write("personal.prf", "[a={(b)}]\n", mode);
-        ZrByteBuffer bytes;
-        EXPECT_EXIT(client.ReadFromFile(ZrUniString(path.c_str()), bytes, true), ::testing::ExitedWithCode(3),
-                    "^The config file must not be readable by other users: \"" + path + "\"\n$")
-            << std::oct << mode;
-    }
-    for (mode_t mode : {0600, 0620, 0733}) {
-        std::string path = Write("personal.prf", "[a={(b)}]\n", mode);
-        ZrByteBuffer bytes;
-        client.ReadFromFile(ZrUniString(path.c_str()), bytes, true);
-        EXPECT_EQ(bytes.Length(), 10u) << std::oct << mode;
-    }
-    // Without the check the mode does not matter.
-    std::string open = Write("open.prf", "x", 0644);
-    ZrByteBuffer bytes;
-    client.ReadFromFile(ZrUniString(open.c_str()), bytes, false);
-    EXPECT_EQ(bytes.Length(), 1u);
-    // A missing personal file passes the mode check and fails at the read.
-    std::string missing = dir + "/missing.prf";
-    EXPECT_EXIT(client.SendSetConfigFromFile(ZrUniString(missing.c_str())), ::testing::ExitedWithCode(3),
-                "^Failed to open personal configuration file: \"" + missing + "\"\n$");
-}
-
 TEST_F(ClientWrapperConfig, ParserErrorsArePassedOnQuoted) {
     EXPECT_EXIT(client.LoadConfig(ZrUniString("[k]")), ::testing::ExitedWithCode(3),
                 "^Failed while parsing server config: \"Error: found \"\\(EOF\\)\" at character 4 in line 1 "

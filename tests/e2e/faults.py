@@ -59,6 +59,8 @@ class Endings(AgentTest):
                                               t.sig(signal.SIGTERM)), 143, "", "untouched"),
         ("SIGINT during the clean-up", lambda t: (t.go(30), t.drives(1, 2), t.mode(102, "silent"), t.sig(signal.SIGTERM),
                                                   t.peers.wait_calls(102, 3), t.sig(signal.SIGINT)), 130, "", "behind"),
+        ("every call's first copy lost", lambda t: (t.peers.fs.call("drop", copies=1), t.go(5), t.drives(1, 2),
+                                                    t.x("close_client")), 0, "", "clean"),
         ("refused command on the second of three drives, tried again when announced again",
          lambda t: (t.go(), t.drives(1), t.mode(102, "error", text="e"), t.drives(2, 3, 2), t.x("close_client")),
          0, "The command failed: e\n", "clean"),

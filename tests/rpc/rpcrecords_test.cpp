@@ -36,10 +36,7 @@ template <class Record> bool ReadAll(Record& record, const Bytes& bytes, unsigne
 }
 
 TEST(RPCRecords, ReadingRulesRejectBadRecords) {
-    struct Row {
-        const char* why;
-        Bytes bytes;
-    } rows[] = {
+    const std::pair<const char*, Bytes> rows[] = {
         {"verifier of flavour 2", H("00000009 00000001 00000000 00000002 00000000 00000000")},
         {"flavour 0 with a body", H("00000009 00000001 00000000 00000000 00000004 01020304 00000000")},
         {"unix body longer than its block",
@@ -51,11 +48,11 @@ TEST(RPCRecords, ReadingRulesRejectBadRecords) {
         {"mismatch without its versions", H("00000009 00000001 00000000 00000000 00000000 00000002")},
         {"empty", {}},
     };
-    for (const Row& row : rows) {
+    for (const auto& [why, bytes] : rows) {
         ZrRPCMessageFromServer message;
         message.SetValid(true);
-        EXPECT_FALSE(ReadAll(message, row.bytes)) << row.why;
-        EXPECT_FALSE(message.IsValid()) << row.why;
+        EXPECT_FALSE(ReadAll(message, bytes)) << why;
+        EXPECT_FALSE(message.IsValid()) << why;
     }
 }
 

@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <set>
 #include <string>
+#include <tuple>
 
 #include "fssimpeer.h"
 #include "net/zrsysinfo.h"
@@ -67,48 +69,64 @@ TEST_F(SMBNFSClientTest, AnswersGiveTheirTexts) {
     // 30 bytes of reply around an error text of n units: 4081 fill the 8192-byte receive area exactly;
     // one more is cut off before the terminating unit and no longer decodes.
     const std::string fits(4081, 'x'), cut(4082, 'x');
-    struct Row {
-        std::string mode;
-        std::string expected;
-    } rows[] = {
-        {R"({"cmd":"mode","proc":102,"mode":"error","text":"Server busy","count":1})", "Server busy"},
-        {R"({"cmd":"mode","proc":102,"mode":"garbage","garbage":3,"count":1})", ""},
-        {R"({"cmd":"mode","proc":102,"mode":"ok","xid_delta":77,"count":1})", ""},
-        {R"({"cmd":"mode","proc":102,"mode":"deny","count":1})", "The rpc packet was rejected by the server"},
-        {R"({"cmd":"mode","proc":102,"mode":"deny","reject":0,"count":1})",
-         "The rpc packet was rejected by the server"},
-        {R"({"cmd":"mode","proc":102,"mode":"refuse","status":1,"count":1})",
-         "The request was refused by the server"},
-        {R"({"cmd":"mode","proc":102,"mode":"refuse","status":4,"count":1})",
-         "The request was refused by the server"},
-        {R"({"cmd":"mode","proc":102,"mode":"undecodable","count":1})", "Unable to decode return packet"},
-        {R"({"cmd":"mode","proc":102,"mode":"error","count":1,"text":")" + fits + "\"}", fits},
-        {R"({"cmd":"mode","proc":102,"mode":"error","count":1,"text":")" + cut + "\"}",
-         "Unable to decode return packet"},
+    const std::pair<std::string, std::string> rows[] = {
+        {R"("mode":"error","text":"Server busy")", "Server busy"},
+        {R"("mode":"garbage","garbage":3)", ""},
+        {R"("mode":"deny")", "The rpc packet was rejected by the server"},
+        {R"("mode":"deny","reject":0)", "The rpc packet was rejected by the server"},
+        {R"("mode":"refuse","status":1)", "The request was refused by the server"},
+        {R"("mode":"refuse","status":4)", "The request was refused by the server"},
+        {R"("mode":"undecodable")", "Unable to decode return packet"},
+        {R"("mode":"error","text":")" + fits + "\"", fits},
+        {R"("mode":"error","text":")" + cut + "\"", "Unable to decode return packet"},
     };
     ZrSMBNFSClient client(sim.Address(), 5);
-    for (const Row& row : rows) {
-        Mode(row.mode);
-        EXPECT_EQ(client.SetConfig("u", "[k={(v)}]\n").AsUtf8(), row.expected) << row.mode.substr(0, 80);
+    for (const auto& [mode, expected] : rows) {
+        Mode(R"({"cmd":"mode","proc":102,"count":1,)" + mode + "}");
+        EXPECT_EQ(client.SetConfig("u", "[k={(v)}]\n").AsUtf8(), expected) << mode.substr(0, 80);
     }
     // Every mode was used once; the next call succeeds again.
     EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
 }
 
-TEST_F(SMBNFSClientTest, TimeOutStartsAgainAfterEachUnusableDatagram) {
-    // Garbage after 0.6 s, the reply 0.7 s later: past the first time-out, within the second.
-    Mode(R"({"cmd":"mode","proc":102,"mode":"garbage","delay":0.6,"gap":0.7,"count":1})");
-    ZrSMBNFSClient client(sim.Address(), 1);
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(), "");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
+// What the simulator does with the copies of one call, whether the call times out (2 s) or succeeds
+// well before its 30 s, and how many copies arrived (0: the simulator may still be busy with one).
+TEST_F(SMBNFSClientTest, UnansweredCallsAreSentAgainUnderOneDeadline) {
+    const std::tuple<std::string, bool, unsigned> rows[] = {
+        {R"("cmd":"drop","copies":1)", false, 2},
+        {R"("cmd":"drop","copies":2)", false, 3},
+        {R"("cmd":"mode","mode":"ok","delay":1.5)", false, 0},
+        {R"("cmd":"mode","mode":"ok","hold":1)", false, 2},
+        // Garbage after 1 s, the reply 1.5 s later: within a time-out started again, past the deadline.
+        {R"("cmd":"mode","mode":"garbage","delay":1,"gap":1.5)", true, 2},
+        {R"("cmd":"mode","mode":"ok","xid_delta":77)", true, 2},
+        {R"("cmd":"mode","mode":"silent")", true, 2},
+    };
+    for (const auto& [mode, timesOut, copies] : rows) {
+        Mode(R"({"proc":102,"count":1,)" + mode + "}");
+        ZrSMBNFSClient client(sim.Address(), timesOut ? 2 : 30);
+        auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(client.SetConfig("u", "[u={(1)}]\n").Length() == 0, !timesOut) << mode;
+        EXPECT_EQ(client.Status(), timesOut ? ZrRPCClientErrors::ERRTimeOut : 0u) << "0: no error";
+        auto took = std::chrono::steady_clock::now() - start;
+        EXPECT_TRUE(took < std::chrono::seconds(10) && (!timesOut || took >= std::chrono::seconds(2)));
+        // Answers still on their way answer no later call.
+        ZrUniString config;
+        EXPECT_TRUE(client.GetConfig("u", config).Length() == 0 && config.AsUtf8() == "[u={(1)}]\n" &&
+                    (!copies || sim.Command(R"({"cmd":"copies"})") ==
+                                    R"({"ok": true, "copies": )" + std::to_string(copies) + "}"))
+            << mode;
+    }
+}
 
-    Mode(R"({"cmd":"mode","proc":102,"mode":"silent"})");
-    start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.SetConfig("u", "").AsUtf8(),
-              "Connection timed out while contacting the server\nCheck the server is running");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
-    EXPECT_EQ(client.Status(), ZrRPCClientErrors::ERRTimeOut);
+TEST(RPCResendSchedule, IntervalsDoubleAndVaryByAFifthEitherWay) {
+    ZrRPCResendSchedule schedule;
+    for (auto [permille, ms] : {std::pair{800u, 800}, {1200u, 2400}, {1000u, 4000}})
+        EXPECT_EQ(schedule.Next(permille), std::chrono::milliseconds(ms));
+    std::set<long long> first; // in microseconds: the least in [0.8, 0.9) s, the most in (1.1, 1.2] s
+    for (int i = 0; i < 200; ++i)
+        first.insert(ZrRPCResendSchedule().Next().count());
+    EXPECT_TRUE(*first.begin() / 100000 == 8 && (*first.rbegin() - 1) / 100000 == 11) << *first.rbegin();
 }
 
 // Not against the simulator: a server that is down (a port nothing holds once `free` closes). The

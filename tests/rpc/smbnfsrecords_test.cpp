@@ -20,10 +20,7 @@ template <class Record> bool ReadAll(Record& record, const Bytes& bytes) {
 }
 
 TEST(SMBNFSRecords, RequestsCarryTheirCommandsText) {
-    struct Row {
-        uint32_t command;
-        Bytes expected;
-    } rows[] = {
+    const std::pair<uint32_t, Bytes> rows[] = {
         {101, {0, 0, 0, 101, 'u', 0, 0, 0, 'm', 0, 0, 0}},
         {102, {0, 0, 0, 102, 'u', 0, 0, 0, 'c', 0, 0, 0}},
         {103, {0, 0, 0, 103, 'u', 0, 0, 0}},
@@ -32,16 +29,16 @@ TEST(SMBNFSRecords, RequestsCarryTheirCommandsText) {
         {106, {0, 0, 0, 106, 'u', 0, 0, 0}},
         {7, {0, 0, 0, 7, 'u', 0, 0, 0}},
     };
-    for (const Row& row : rows) {
-        ZrSMBNFSRequest request(row.command);
+    for (const auto& [command, expected] : rows) {
+        ZrSMBNFSRequest request(command);
         request.user("u");
         request.machine("m");
         request.config("c");
         request.display("d");
-        EXPECT_EQ(Packed(request), row.expected) << row.command;
+        EXPECT_EQ(Packed(request), expected) << command;
         ZrSMBNFSRequest back;
-        ASSERT_TRUE(ReadAll(back, row.expected)) << row.command;
-        EXPECT_EQ(back, request) << row.command;
+        ASSERT_TRUE(ReadAll(back, expected)) << command;
+        EXPECT_EQ(back, request) << command;
     }
 }
 

@@ -4,7 +4,8 @@ procedures 101 (flush sessions) to 106 (unregister user), for tests and demos of
 
 Usage:
   fssim.py [--host 127.0.0.1] [--port 0] [--reuse-addr] [--port-file FILE] [--record FILE]
-           [--control SOCKET] [--script FILE] [--mode PROC=MODE[:ARG]]...
+           [--control SOCKET] [--script FILE] [--mode PROC=MODE[:ARG]]... [--work SECONDS]
+           [--drop COPIES]
 
   --port       UDP port to bind (0: the system picks one). When ready the port is printed on
                standard output as "PORT <n>" and written to --port-file (number and line feed).
@@ -15,6 +16,11 @@ Usage:
   --script     file of JSON-lines commands applied at start, before the port is announced.
   --mode       shortcut for {"cmd": "mode", "proc": PROC, "mode": MODE, ...}: ARG is the error text
                for "error", the display name for "display", the status for "refuse".
+  --work       seconds every answered call takes (the server's work; nothing else is read meanwhile)
+  --drop       shortcut for {"cmd": "drop", "copies": COPIES} (every call)
+The UDP socket keeps the kernel's default receive buffer: what a burst leaves beyond it is dropped
+by the kernel, as it would be for a real server with the same buffer (see the drops column of
+/proc/net/udp).
 
 Modes (per procedure, "proc": 101..106, or "*" for all):
   ok           answer success (the default)
@@ -25,9 +31,11 @@ Modes (per procedure, "proc": 101..106, or "*" for all):
   refuse       accepted with accept status "status" (default 1 = program unavailable)
   undecodable  accepted success whose result data does not decode as a control response
   display      105 only: result 2 with the display name "display" (the display is still registered)
-Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying), "gap"
-(seconds between the datagrams of one answer, e.g. a garbage datagram and the reply), "count"
-(apply to this many calls, then fall back to ok).
+Mode options: "xid_delta" (add to the reply's xid), "delay" (seconds before replying; other
+datagrams and commands are served meanwhile), "gap" (seconds between the datagrams of one answer,
+e.g. a garbage datagram and the reply), "hold" (the answer to a call's first copy goes out only
+after the answer to the next datagram), "count" (apply to this many calls, then fall back to ok).
+Every copy of a call (same sender and transaction identifier) is answered in the call's mode.
 
 Commands (one JSON object per line on the control socket; every one is answered with one line,
 {"ok": true, ...} or {"ok": false, "error": "..."}):
@@ -38,20 +46,28 @@ Commands (one JSON object per line on the control socket; every one is answered 
   {"cmd": "state"}     -> {"ok": true, "config": {user: {key: [values]}}, "displays": {user: [..]},
                            "sessions": {user: [..]}, "unregistered": [users], "calls": n}
   {"cmd": "calls"}     -> {"ok": true, "calls": [records]}
+  {"cmd": "copies", "proc": 102} -> {"ok": true, "copies": n}: datagrams of the last call of the
+                       procedure (102 when not given)
+  {"cmd": "drop", "copies": 1, "count": 3}   leave the first COPIES datagrams of the next COUNT
+                       calls (of every call without "count") unanswered; a copy is a datagram with
+                       the sender and transaction identifier of an earlier one
   {"cmd": "reset"}     forget configuration, displays, sessions, calls and modes
   {"cmd": "quit"}
 
 Record (one JSON object per datagram, in the --record file and from "calls"):
-  {"seq", "t_ns" (arrival, time.monotonic_ns()), "from", "xid", "rpcvers", "prog", "vers", "proc",
+  {"seq", "t_ns" (arrival, time.monotonic_ns()), "from", "xid", "copy" (1 for the first datagram of
+   a call, 2 for a repeat of it, ...), "rpcvers", "prog", "vers", "proc",
    "cred": {"flavour", "length", and for flavour 1: "stamp", "machinename", "uid", "gid", "gids"},
    "verf": {same}, "request": {"command", "user", "machine" | "config" | "display"},
-   "mode", "reply": "ok|error|silent|...|prog_unavail|prog_mismatch|proc_unavail|garbage_args|none",
+   "mode", "reply": "ok|error|silent|...|prog_unavail|prog_mismatch|proc_unavail|garbage_args|none|dropped",
    "error": decode problem or null}
 Configuration text sent with 102 is applied to the user's keys like the configuration database
 does (each entry's key is cleared, then its values appended); 103 answers it back in text form.
 """
 
 import argparse
+import heapq
+import itertools
 import json
 import os
 import selectors
@@ -232,8 +248,11 @@ GARBAGE = b"\x00\x00\x00\x01\x00\x00\x00\x00garbage"
 
 
 class Simulator:
-    def __init__(self, record_path):
+    def __init__(self, record_path, work=0.0):
         self.record = open(record_path, "a", encoding="utf-8") if record_path else None
+        self.work = work
+        self.outbox = []  # heap of (due, order, datagram, receiver): answers not sent yet
+        self.order = itertools.count()
         self.reset()
 
     def reset(self):
@@ -244,6 +263,11 @@ class Simulator:
         self.calls = []
         self.modes = {}  # proc -> mode dict
         self.last_caller = None
+        self.copies = {}  # (sender, xid) -> datagrams seen
+        self.dropping = {}  # (sender, xid) -> copies of that call to leave unanswered
+        self.drop, self.drop_calls = 0, None
+        self.held = []  # (datagram, sender) answers waiting for the next answer
+        self.call_modes = {}  # (sender, xid) -> the mode its first copy was answered in
 
     # -- control
 
@@ -285,6 +309,13 @@ class Simulator:
             }
         if name == "calls":
             return {"calls": self.calls}
+        if name == "copies":
+            proc = int(cmd.get("proc", 102))
+            return {"copies": next((c["copy"] for c in reversed(self.calls) if c.get("proc") == proc), 0)}
+        if name == "drop":
+            self.drop = int(cmd.get("copies", 1))
+            self.drop_calls = int(cmd["count"]) if "count" in cmd else None
+            return {}
         if name == "reset":
             self.reset()
             return {}
@@ -324,6 +355,20 @@ class Simulator:
             rec["error"] = "call: %s" % e
             self.log(rec)
             return
+        copy = rec["copy"] = self.copies[(sender, xid)] = self.copies.get((sender, xid), 0) + 1
+        if copy == 1 and self.drop and self.drop_calls != 0:
+            self.dropping[(sender, xid)] = self.drop
+            self.drop_calls = None if self.drop_calls is None else self.drop_calls - 1
+        if copy <= self.dropping.get((sender, xid), 0):
+            rec["reply"] = "dropped"
+            try:
+                rec["request"] = self.decode_request(r)
+            except Short:
+                pass
+            self.log(rec)
+            return
+        if self.work > 0:
+            time.sleep(self.work)
         self.last_caller = sender
         if rec["prog"] != PROGRAM:
             rec["reply"] = "prog_unavail"
@@ -344,18 +389,32 @@ class Simulator:
                 replies.append(reply_accepted(xid, 4))
             if request is not None:
                 rec["request"] = request
-                mode, request_mode = self.mode_for(proc), True
+                # A repeated copy of a call is answered as the call was: the mode is the call's.
+                key = (sender, xid)
+                mode = self.call_modes[key] if key in self.call_modes else self.mode_for(proc)
+                self.call_modes[key], request_mode = mode, True
                 rec["mode"] = mode["mode"]
-                delay = float(mode.get("delay", 0))
-                if delay > 0:  # sleep(0) would still give up the processor on every call
-                    time.sleep(delay)
                 replies += self.answer(proc, xid + int(mode.get("xid_delta", 0)), request, mode, rec)
         self.log(rec)
+        if request_mode and mode.get("hold") and copy == 1:
+            self.held += [(datagram, sender) for datagram in replies]
+            return
+        due = time.monotonic() + (float(mode.get("delay", 0)) if request_mode else 0)
         gap = float(mode.get("gap", 0)) if request_mode else 0
         for i, datagram in enumerate(replies):
-            if i and gap > 0:
-                time.sleep(gap)
-            udp.sendto(datagram, sender)
+            heapq.heappush(self.outbox, (due + i * gap, next(self.order), datagram, sender))
+        for datagram, to in self.held:
+            heapq.heappush(self.outbox, (due + len(replies) * gap, next(self.order), datagram, to))
+        self.held = []
+        self.send_due(udp)
+
+    def send_due(self, udp):
+        """Sends the answers whose time has come; returns the seconds until the next (None: none)."""
+        now = time.monotonic()
+        while self.outbox and self.outbox[0][0] <= now:
+            _, _, datagram, to = heapq.heappop(self.outbox)
+            udp.sendto(datagram, to)
+        return max(0.0, self.outbox[0][0] - now) if self.outbox else None
 
     @staticmethod
     def decode_request(r):
@@ -448,9 +507,12 @@ def main():
     ap.add_argument("--control")
     ap.add_argument("--script")
     ap.add_argument("--mode", action="append", default=[])
+    ap.add_argument("--work", type=float, default=0.0)
+    ap.add_argument("--drop", type=int, default=0)
     args = ap.parse_args()
 
-    sim = Simulator(args.record)
+    sim = Simulator(args.record, args.work)
+    sim.drop = args.drop
     udp = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     udp.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, int(args.reuse_addr))
     udp.bind((args.host, args.port))
@@ -488,7 +550,7 @@ def main():
     buffers = {}
     try:
         while True:
-            for key, _ in sel.select():
+            for key, _ in sel.select(sim.send_due(udp)):
                 if key.data == "udp":
                     data, sender = udp.recvfrom(65536)
                     sim.handle(data, sender, udp)

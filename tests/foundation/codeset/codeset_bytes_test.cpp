@@ -64,9 +64,6 @@ TEST(CodesetBytes, RejectsMalformedAndTruncatedInput) {
         Outcome strict = Decode(row.id, row.bytes);
         EXPECT_FALSE(strict.ok);
         EXPECT_EQ(strict.errorPosition, row.position);
-        ZrCodesetInfo info;
-        EXPECT_FALSE(ZrCodesetConverter::ValidateFrom(row.bytes.data(), row.bytes.size(), &info, row.id, 0));
-        EXPECT_EQ(info.errorPosition, row.position);
         if (row.id == 43)
             continue;
         Outcome recovered = Decode(row.id, row.bytes, kZrEncOptionRecoverable);
@@ -132,17 +129,12 @@ TEST(CodesetBytes, TextsAndTheirBytes) {
 }
 
 TEST(CodesetBytes, ReportsWhereEncodingFails) {
-    ZrCodesetInfo info;
     ZrUniString text(u"ab\u00E9c\u4E00");
-    EXPECT_FALSE(ZrCodesetConverter::ValidateTo(text, &info, 1, 0));
-    EXPECT_EQ(info.errorPosition, 2u);
     Outcome counted = Encode(1, text.View(), kZrEncOptionRecoverable);
     EXPECT_TRUE(counted.ok);
     EXPECT_EQ(counted.errorPosition, 2u);
     EXPECT_EQ(counted.failures, 2u);
     EXPECT_TRUE(text.AsEncoding(1, 0).IsEmpty()) << "a strict failure gives no bytes";
-    EXPECT_TRUE(ZrCodesetConverter::ValidateTo(text, nullptr, 42, 0));
-    EXPECT_FALSE(ZrCodesetConverter::ValidateTo(text, nullptr, 43, 0));
 }
 
 } // namespace

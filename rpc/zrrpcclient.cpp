@@ -4,7 +4,6 @@
 
 #include "foundation/crypto/zrrandom.h"
 #include "foundation/crypto/zrsecurewipe.h"
-#include "net/zrudpportholders.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -67,13 +66,12 @@ void ZrRPCClient::TrustPortHolder(uint32_t owner) {
 ZrRPCClient::PortHolders ZrRPCClient::ServerPortHolders() {
     if (!m_checkPort || !m_serverLocal)
         return portTrusted;
-    ZrUdpPortHolders holders;
-    if (!holders.Read(m_server))
+    if (!m_portHolders.Read(m_server))
         return portHeldByAnother; // what cannot be read cannot be trusted
-    for (uint32_t uid : holders.Owners())
+    for (uint32_t uid : m_portHolders.Owners())
         if (uid != 0 && uid != m_portOwner)
             return portHeldByAnother;
-    return holders.Owners().empty() ? portFree : portTrusted;
+    return m_portHolders.Owners().empty() ? portFree : portTrusted;
 }
 
 ZrRPCClient::MessageError ZrRPCClient::SendServerRpcMessage(ZrRPCMessageFromClient& call) {

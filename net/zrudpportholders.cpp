@@ -1,14 +1,75 @@
 #include "net/zrudpportholders.h"
 
-#include <linux/inet_diag.h>
-#include <linux/netlink.h>
-#include <linux/sock_diag.h>
+#include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+
+namespace {
+
+// `count` hexadecimal digits, the first the most significant, and nothing else.
+bool Hex(std::string_view digits, size_t count, uint32_t& value) {
+    if (digits.size() != count)
+        return false;
+    value = 0;
+    for (char c : digits) {
+        unsigned digit;
+        if (c >= '0' && c <= '9')
+            digit = static_cast<unsigned>(c - '0');
+        else if (c >= 'A' && c <= 'F')
+            digit = static_cast<unsigned>(c - 'A' + 10);
+        else if (c >= 'a' && c <= 'f')
+            digit = static_cast<unsigned>(c - 'a' + 10);
+        else
+            return false;
+        value = value << 4 | digit;
+    }
+    return true;
+}
+
+// A uid in decimal, at most 2^32 - 1.
+bool Decimal(std::string_view digits, uint32_t& value) {
+    if (digits.empty() || digits.size() > 10)
+        return false;
+    uint64_t v = 0;
+    for (char c : digits) {
+        if (c < '0' || c > '9')
+            return false;
+        v = v * 10 + static_cast<unsigned>(c - '0');
+    }
+    value = static_cast<uint32_t>(v);
+    return v <= UINT32_MAX;
+}
+
+// The next field of a line, ending at a blank; empty once the line is used up.
+std::string_view NextField(std::string_view& line) {
+    size_t start = line.find_first_not_of(' ');
+    if (start == std::string_view::npos) {
+        line = {};
+        return {};
+    }
+    line.remove_prefix(start);
+    size_t end = line.find(' ');
+    std::string_view field = line.substr(0, end);
+    line.remove_prefix(end == std::string_view::npos ? line.size() : end);
+    return field;
+}
+
+// A local or remote address field, "<words>:<port>": 1 word of 8 digits for IPv4, 4 for IPv6, each
+// the address's bytes as the kernel holds them, read as one native 32-bit number.
+bool Address(std::string_view field, int words, uint32_t (&address)[4], uint32_t& port) {
+    size_t colon = static_cast<size_t>(words) * 8;
+    if (field.size() != colon + 5 || field[colon] != ':' || !Hex(field.substr(colon + 1), 4, port))
+        return false;
+    for (int i = 0; i < words; ++i)
+        if (!Hex(field.substr(static_cast<size_t>(i) * 8, 8), 8, address[i]))
+            return false;
+    return true;
+}
+
+} // namespace
 
 bool ZrUdpPortHolders::IsLocalAddress(const ZrInetAddr& address) {
     uint32_t host = address.AsUint32();
@@ -27,118 +88,95 @@ bool ZrUdpPortHolders::IsLocalAddress(const ZrInetAddr& address) {
     return bound || error != EADDRNOTAVAIL;
 }
 
-ZrUdpPortHolders::~ZrUdpPortHolders() {
-    if (m_socket >= 0)
-        ::close(m_socket);
-}
-
 bool ZrUdpPortHolders::Fail(const char* why) {
     m_lastError = ZrUniString(why);
     return false;
 }
 
-bool ZrUdpPortHolders::ReadReply(const unsigned char* data, size_t size, uint32_t sequence,
-                                 const ZrInetAddr& address, bool& done) {
+bool ZrUdpPortHolders::ReadLine(std::string_view line, bool ipv6, const ZrInetAddr& address) {
+    const int words = ipv6 ? 4 : 1;
+    std::string_view slot = NextField(line), local = NextField(line), remote = NextField(line);
+    uint32_t ours[4] = {}, theirs[4] = {}, port = 0, remotePort = 0, uid = 0;
+    for (int skip = 0; skip < 4; ++skip) // state, queues, timer, retransmits
+        (void)NextField(line);
+    std::string_view owner = NextField(line);
+    if (slot.size() < 2 || slot.back() != ':' || !Address(local, words, ours, port) ||
+        !Address(remote, words, theirs, remotePort) || !Decimal(owner, uid))
+        return Fail("a line of the socket table does not read as a socket");
     // A datagram for 0.0.0.0 is delivered to loopback.
     const uint32_t wanted = address.AsUint32() == 0 ? ZrInetAddr::AddressLoopback().SockAddr().sin_addr.s_addr
                                                     : address.SockAddr().sin_addr.s_addr;
     const uint32_t mapped = htonl(0xFFFF);
-    done = false;
-    while (size != 0) {
-        // Copied out of the bytes: nothing says a message of a datagram is aligned for its header.
-        nlmsghdr header;
-        if (size < sizeof header)
-            return Fail("a message of the socket dump is cut short");
-        std::memcpy(&header, data, sizeof header);
-        if (header.nlmsg_len < sizeof header || header.nlmsg_len > size)
-            return Fail("a message of the socket dump is cut short");
-        if (header.nlmsg_seq != sequence)
-            return Fail("the socket dump answers another request");
-        if (header.nlmsg_type == NLMSG_DONE) {
-            // The dump's own error, if it ended on one, follows the header.
-            int error = -1;
-            if (header.nlmsg_len >= NLMSG_LENGTH(sizeof error))
-                std::memcpy(&error, data + NLMSG_HDRLEN, sizeof error);
-            if (error != 0 || NLMSG_ALIGN(header.nlmsg_len) < size)
-                return Fail("the socket dump did not end cleanly");
-            done = true;
-            return true;
-        }
-        inet_diag_msg socket;
-        if (header.nlmsg_type != SOCK_DIAG_BY_FAMILY || (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0 ||
-            header.nlmsg_len < NLMSG_LENGTH(sizeof socket))
-            return Fail("the kernel refused the socket dump or answered it with something else");
-        std::memcpy(&socket, data + NLMSG_HDRLEN, sizeof socket);
-        const uint32_t* ours = socket.id.idiag_src;
-        bool receives;
-        if (socket.idiag_family == AF_INET)
-            receives = ours[0] == 0 || ours[0] == wanted;
-        else if (socket.idiag_family == AF_INET6)
-            receives = ours[0] == 0 && ours[1] == 0 &&
-                       ((ours[2] == 0 && ours[3] == 0) || (ours[2] == mapped && ours[3] == wanted));
-        else
-            return Fail("the socket dump holds a socket of another family");
-        if (ntohs(socket.id.idiag_sport) == address.GetPort() && receives)
-            m_owners.push_back(socket.idiag_uid);
-        const size_t used = NLMSG_ALIGN(header.nlmsg_len);
-        data += used < size ? used : size;
-        size -= used < size ? used : size;
-    }
+    bool receives = ipv6 ? ours[0] == 0 && ours[1] == 0 &&
+                               ((ours[2] == 0 && ours[3] == 0) || (ours[2] == mapped && ours[3] == wanted))
+                         : ours[0] == 0 || ours[0] == wanted;
+    if (port == address.GetPort() && receives)
+        m_owners.push_back(uid);
     return true;
 }
 
-bool ZrUdpPortHolders::Dump(int family, const ZrInetAddr& address) {
-    struct {
-        nlmsghdr header;
-        inet_diag_req_v2 request;
-    } ask{};
-    ask.header.nlmsg_len = sizeof ask;
-    ask.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
-    ask.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    ask.header.nlmsg_seq = ++m_sequence;
-    ask.request.sdiag_family = static_cast<uint8_t>(family);
-    ask.request.sdiag_protocol = IPPROTO_UDP;
-    ask.request.idiag_states = ~0u; // bound, connected, whatever the state
-    // The kernel leaves out sockets on other ports; the reply is checked for the port all the same.
-    ask.request.id.idiag_sport = htons(static_cast<uint16_t>(address.GetPort()));
-    ask.request.id.idiag_cookie[0] = ask.request.id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
-    sockaddr_nl kernel{};
-    kernel.nl_family = AF_NETLINK;
-    if (::sendto(m_socket, &ask, sizeof ask, 0, reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) !=
-        static_cast<ssize_t>(sizeof ask))
-        return Fail("the kernel cannot be asked for its UDP sockets");
-    // On the stack: the agent asks before every call, and the heap would keep whatever it grew to.
-    // The kernel fills a dump's datagrams up to the size of the reads it sees, so none outgrows this.
-    alignas(nlmsghdr) unsigned char buffer[8192];
-    for (bool done = false; !done;) {
-        sockaddr_nl from{};
-        iovec part{buffer, sizeof buffer};
-        msghdr message{};
-        message.msg_name = &from;
-        message.msg_namelen = sizeof from;
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        ssize_t n = ::recvmsg(m_socket, &message, 0);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0 || (message.msg_flags & MSG_TRUNC) != 0 || from.nl_pid != 0)
-            return Fail("the kernel's list of UDP sockets cannot be read whole");
-        if (!ReadReply(buffer, static_cast<size_t>(n), m_sequence, address, done))
+bool ZrUdpPortHolders::ReadHeading(std::string_view line) {
+    size_t first = line.find_first_not_of(' ');
+    if (first == std::string_view::npos || line.substr(first, 3) != "sl ")
+        return Fail("the socket table does not start with its heading");
+    return true;
+}
+
+bool ZrUdpPortHolders::ReadTable(std::string_view table, bool ipv6, const ZrInetAddr& address) {
+    // A table read whole ends with its last line's end; the first line names the columns.
+    if (table.empty() || table.back() != '\n')
+        return Fail("the socket table ends inside a line");
+    size_t end = table.find('\n');
+    if (!ReadHeading(table.substr(0, end)))
+        return false;
+    for (size_t at = end + 1; at < table.size(); at = end + 1) {
+        end = table.find('\n', at);
+        if (!ReadLine(table.substr(at, end - at), ipv6, address))
             return false;
     }
     return true;
 }
 
+bool ZrUdpPortHolders::ReadTableFile(const char* path, bool ipv6, const ZrInetAddr& address) {
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return (ipv6 && errno == ENOENT) || Fail("a UDP socket table cannot be opened");
+    // Line by line through a buffer on the stack: the agent reads the tables before every call, and
+    // a whole table of a busy host would leave its heap grown for nothing. The kernel walks its whole
+    // socket hash table for each read that finds its page of lines used up, so the buffer takes a
+    // page at a time: fewer reads, fewer walks.
+    char buffer[4096];
+    size_t held = 0;
+    bool heading = true, ok = true;
+    for (;;) {
+        ssize_t n = ::read(fd, buffer + held, sizeof buffer - held);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (n < 0 || heading || held != 0)
+                ok = Fail(n < 0 ? "a UDP socket table cannot be read" : "the socket table is cut short");
+            break;
+        }
+        held += static_cast<size_t>(n);
+        std::string_view text(buffer, held);
+        size_t at = 0;
+        for (size_t end; ok && (end = text.find('\n', at)) != std::string_view::npos; at = end + 1) {
+            ok = heading ? ReadHeading(text.substr(at, end - at))
+                         : ReadLine(text.substr(at, end - at), ipv6, address);
+            heading = false;
+        }
+        if (ok && at == 0 && held == sizeof buffer)
+            ok = Fail("a line of the socket table is too long");
+        if (!ok)
+            break;
+        std::memmove(buffer, buffer + at, held - at);
+        held -= at;
+    }
+    ::close(fd);
+    return ok;
+}
+
 bool ZrUdpPortHolders::Read(const ZrInetAddr& address) {
     m_owners.clear();
-    if (m_socket < 0)
-        m_socket = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
-    if (m_socket < 0)
-        return Fail("the kernel's socket diagnostics cannot be opened");
-    if (Dump(AF_INET, address) && Dump(AF_INET6, address))
-        return true;
-    // Whatever is left of a dump would be read as the next one's reply.
-    ::close(m_socket);
-    m_socket = -1;
-    return false;
+    return ReadTableFile("/proc/net/udp", false, address) && ReadTableFile("/proc/net/udp6", true, address);
 }

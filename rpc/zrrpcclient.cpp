@@ -4,6 +4,7 @@
 
 #include "foundation/crypto/zrrandom.h"
 #include "foundation/crypto/zrsecurewipe.h"
+#include "net/zrudpportholders.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -66,12 +67,13 @@ void ZrRPCClient::TrustPortHolder(uint32_t owner) {
 ZrRPCClient::PortHolders ZrRPCClient::ServerPortHolders() {
     if (!m_checkPort || !m_serverLocal)
         return portTrusted;
-    if (!m_portHolders.Read(m_server))
+    ZrUdpPortHolders holders;
+    if (!holders.Read(m_server))
         return portHeldByAnother; // what cannot be read cannot be trusted
-    for (uint32_t uid : m_portHolders.Owners())
+    for (uint32_t uid : holders.Owners())
         if (uid != 0 && uid != m_portOwner)
             return portHeldByAnother;
-    return m_portHolders.Owners().empty() ? portFree : portTrusted;
+    return holders.Owners().empty() ? portFree : portTrusted;
 }
 
 ZrRPCClient::MessageError ZrRPCClient::SendServerRpcMessage(ZrRPCMessageFromClient& call) {

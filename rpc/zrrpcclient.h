@@ -10,7 +10,6 @@
 
 #include "net/zrinetaddr.h"
 #include "net/zrsocket.h"
-#include "net/zrudpportholders.h"
 #include "rpc/zrrpcclienterrors.h"
 #include "rpc/zrrpcmessage.h"
 
@@ -54,7 +53,7 @@ public:
     [[nodiscard]] MessageError ReceiveRpc(ZrRPCMessageFromServer& reply,
                                           ZrRPCMessageFromClient* call = nullptr);
     // One datagram to the server. When the server's port must be held by a trusted account (see
-    // TrustPortHolder) and another holds it, or the kernel cannot tell: ERRPortHeld, nothing sent;
+    // TrustPortHolder) and another holds it, or the tables cannot tell: ERRPortHeld, nothing sent;
     // when nothing holds it: nothing is sent either, and the wait that follows times out as it
     // would for a server that is down. Every copy of a call goes out through here.
     [[nodiscard]] MessageError SendServerRpcMessage(ZrRPCMessageFromClient& call);
@@ -100,8 +99,6 @@ private:
     bool m_serverLocal;
     bool m_checkPort = false;
     uint32_t m_portOwner = 0;
-    // Its netlink socket, opened by the first check (the registration, before the sandbox), stays.
-    ZrUdpPortHolders m_portHolders;
     std::array<unsigned char, kReceiveArea> m_receiveArea;
     // How far datagrams have filled the area since it was last wiped: pages never written stay
     // untouched (one client lives in every session).
